@@ -1,0 +1,288 @@
+#include "RecordingConfigManager.h"
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+#include "Context.h"
+#include "LocalMgmtIfc.h"
+#include "Log.h"
+#include "ManageableData.h"
+#include "MediaRecordingDefs.h"
+#include "MediaRecordingHelper.h"
+
+namespace {
+
+constexpr const char* COMPONENT = "RecordingConfigManager";
+constexpr const char* SOURCE = "./src/RecordingConfigManager";
+
+using Guard = std::lock_guard<std::mutex>;
+
+}  // namespace
+
+/// A write that was tried under the lock, to be reported outside it.
+struct RecordingConfigManager::Write {
+    RecordingDataItemType item;
+    bool stored;
+    std::string oldValue;
+};
+
+RecordingConfigManager::RecordingConfigManager(SvcRTEContext* context) : m_context(context)
+{
+    init();
+}
+
+RecordingConfigManager::~RecordingConfigManager() = default;
+
+void RecordingConfigManager::init()
+{
+    using namespace MediaRecordingDefs;
+
+    if (m_context != nullptr) {
+        m_localMgmtIfc = MediaRecordingHelper::getLocalMgmtIfc(*m_context);
+    }
+    contained(COMPONENT, SOURCE, "init", [this] {
+        const RecordingDataItem rows[] = {
+            {"callRecordingActive", DEFAULT_CALL_RECORDING_ACTIVE_STRING, tarnTagCallRecordingActive,
+             CALL_RECORDING_ACTIVE, NO_RECORDING_DATA_ITEM},
+            {"callRecorderAddressConfig", DEFAULT_CALL_RECORDER_ADDRESS_STRING, tarnTagCallRecorderAddressConfig,
+             CALL_RECORDER_ADDRESS_CONFIG, CALL_RECORDER_ADDRESS},
+            {"callRecorderAddress", DEFAULT_CALL_RECORDER_ADDRESS_STRING, tarnTagCallRecorderAddress,
+             CALL_RECORDER_ADDRESS, NO_RECORDING_DATA_ITEM},
+            {"callRecordingModeConfig", DEFAULT_CALL_RECORDING_MODE_STRING, tarnTagCallRecordingModeConfig,
+             CALL_RECORDING_MODE_CONFIG, CALL_RECORDING_MODE},
+            {"callRecordingMode", DEFAULT_CALL_RECORDING_MODE_STRING, tarnTagCallRecordingMode, CALL_RECORDING_MODE,
+             NO_RECORDING_DATA_ITEM},
+            {"callRecordingAudibleNotificationSettingConfig", DEFAULT_CALL_RECORDING_AUDIBLE_NOTIFICATION_STRING,
+             tarnTagCallRecordingAudibleNotificationConfig, CALL_RECORDING_AUDIBLE_NOTIFICATION_CONFIG,
+             CALL_RECORDING_AUDIBLE_NOTIFICATION},
+            {"callRecordingAudibleNotificationSetting", DEFAULT_CALL_RECORDING_AUDIBLE_NOTIFICATION_STRING,
+             tarnTagCallRecordingAudibleNotification, CALL_RECORDING_AUDIBLE_NOTIFICATION, NO_RECORDING_DATA_ITEM},
+        };
+        const Guard guard(m_lock);
+        for (const RecordingDataItem& row : rows) {
+            dataset[row.item] = row;
+        }
+    });
+}
+
+std::string RecordingConfigManager::getDataItem(RecordingDataItemType item)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "getDataItem:(item=%s)", dataset[item].name.c_str());
+    return contained(COMPONENT, SOURCE, "getDataItem", std::string(), [&] {
+        const Guard guard(m_lock);
+        return dataset[item].value;
+    });
+}
+
+bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::string& value)
+{
+    return contained(COMPONENT, SOURCE, "setDataItem", false, [&] {
+        const RecordingDataItemType driven = dataset[item].depItem;
+        Write own{};
+        Write dependent{};
+        {
+            // A setting and what it drives change together, so that two writers can't leave them crossed.
+            const Guard guard(m_lock);
+            own = write(item, value);
+            if (own.stored && driven != NO_RECORDING_DATA_ITEM) {
+                dependent = write(driven, value);
+            }
+        }
+        if (!report(own, value)) {
+            return false;
+        }
+        if (driven != NO_RECORDING_DATA_ITEM) {
+            report(dependent, value);
+        }
+        return true;
+    });
+}
+
+/// Tries a write, with the lock held.
+RecordingConfigManager::Write RecordingConfigManager::write(RecordingDataItemType item, const std::string& value)
+{
+    const bool isDriven = std::any_of(std::begin(dataset), std::end(dataset),
+                                      [item](const RecordingDataItem& row) { return row.depItem == item; });
+    if (m_state != ConfigurationUnlocked && isDriven) {
+        m_state = ConfigurationChangeRequested;
+        return {item, false, {}};
+    }
+    Write done{item, true, value};
+    dataset[item].value.swap(done.oldValue);
+    return done;
+}
+
+/// Logs a write that was tried and publishes the new value; whether it was stored.
+bool RecordingConfigManager::report(const Write& write, const std::string& value)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "setDataItem:(item=%s, value=%s)", dataset[write.item].name.c_str(), value.c_str());
+    if (!write.stored) {
+        MRS_LOG(LOG_LEVEL_DETAIL, "setDataItem: configuration change detected, m_state = ConfigurationChangeRequested");
+        return false;
+    }
+    notifyDataItemChange(write.item, write.oldValue);
+    return true;
+}
+
+bool RecordingConfigManager::notifyDataItemChange(RecordingDataItemType item, const std::string& oldValue)
+{
+    return contained(COMPONENT, SOURCE, "notifyDataItemChange", false, [&] {
+        const RecordingDataItem& row = dataset[item];
+        MRS_LOG(LOG_LEVEL_TRACE, "notifyDataItemChange:(item=%s, oldValue='%s')", row.name.c_str(), oldValue.c_str());
+        std::string value;
+        {
+            const Guard guard(m_lock);
+            if (row.value == oldValue) {
+                return false;
+            }
+            value = row.value;
+        }
+        if (m_localMgmtIfc == nullptr) {
+            MRS_LOG(LOG_LEVEL_ERROR, "notifyDataItemChange: failed");
+            return false;
+        }
+        ManageableData record;
+        record.populate(row.tag, row.tag, value);
+        return m_localMgmtIfc->publishData(record) != 0;
+    });
+}
+
+bool RecordingConfigManager::getData(ManageableData& manageableData)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "getData( ManageableData& manageableData )");
+    return contained(COMPONENT, SOURCE, "getData", false, [&] {
+        std::vector<std::string> ids;
+        manageableData.getRootIds(ids);
+        bool allKnown = true;
+        std::string value;
+        for (const std::string& id : ids) {
+            if (const RecordingDataItem* const row = findByTag(id)) {
+                const Guard guard(m_lock);
+                value = row->value;
+            } else {
+                MRS_LOG(LOG_LEVEL_TRACE, "%s is not available from this service.", id.c_str());
+                allKnown = false;
+            }
+            MRS_LOG(LOG_LEVEL_TRACE, "getData : %s=%s", id.c_str(), value.c_str());
+            if (allKnown && value != "failure") {
+                manageableData.populate(id, id, value);
+            }
+        }
+        return allKnown;
+    });
+}
+
+bool RecordingConfigManager::setData(ManageableData& manageableData)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "setData( ManageableData& manageableData ):");
+    return contained(COMPONENT, SOURCE, "setData", false, [&] {
+        std::vector<std::string> ids;
+        manageableData.getRootIds(ids);
+        bool anyStored = false;
+        bool anyRefused = false;
+        for (const std::string& id : ids) {
+            std::string value;
+            manageableData.interogate(id, id, value);
+            MRS_LOG(LOG_LEVEL_TRACE, "setData : %s=%s", id.c_str(), value.c_str());
+            if (const RecordingDataItem* const row = findByTag(id)) {
+                (setDataItem(row->item, value) ? anyStored : anyRefused) = true;
+            } else {
+                MRS_LOG(LOG_LEVEL_TRACE, "%s is not available from this service.", id.c_str());
+            }
+        }
+        if (!anyStored || anyRefused) {
+            MRS_LOG(LOG_LEVEL_WARNING, "setData:  one or more operations failed");
+            return false;
+        }
+        return true;
+    });
+}
+
+const RecordingDataItem* RecordingConfigManager::findByTag(const std::string& tag) const
+{
+    const auto found = std::find_if(std::next(std::begin(dataset)), std::end(dataset),
+                                    [&tag](const RecordingDataItem& row) { return row.tag == tag; });
+    return found == std::end(dataset) ? nullptr : found;
+}
+
+void RecordingConfigManager::resynchronizeDataSets()
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "resynchronizeDataSets()");
+    contained(COMPONENT, SOURCE, "resynchronizeDataSets", [this] {
+        for (const RecordingDataItem& row : dataset) {
+            if (row.depItem == NO_RECORDING_DATA_ITEM) {
+                continue;
+            }
+            const RecordingDataItem& driven = dataset[row.depItem];
+            std::string setting;
+            std::string inForce;
+            Write copied{};
+            {
+                const Guard guard(m_lock);
+                setting = row.value;
+                inForce = driven.value;
+                if (setting != inForce) {
+                    copied = write(row.depItem, setting);
+                }
+            }
+            MRS_LOG(LOG_LEVEL_DETAIL, "resynchronizeDataSets(): dataset[item].value==%s; dataset[depItem].value==%s",
+                    setting.c_str(), inForce.c_str());
+            if (setting != inForce && !report(copied, setting)) {
+                MRS_LOG(LOG_LEVEL_WARNING, "resynchronizeDataSets(): No success - setDataItem(%s,%s)",
+                        driven.name.c_str(), setting.c_str());
+            }
+        }
+    });
+}
+
+void RecordingConfigManager::eventRecordingStarted(const std::string& line)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "eventRecordingStarted(line = %s)", line.c_str());
+    contained(COMPONENT, SOURCE, "eventRecordingStarted", [&] {
+        const Guard guard(m_lock);
+        m_recordingLines.insert(line);
+        if (m_state == ConfigurationUnlocked) {
+            m_state = ConfigurationLocked;
+        }
+    });
+}
+
+void RecordingConfigManager::eventRecordingStopped(const std::string& line)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "eventRecordingStopped(line = %s)", line.c_str());
+    {
+        const Guard guard(m_lock);
+        m_recordingLines.erase(line);
+        if (!m_recordingLines.empty()) {
+            return;
+        }
+        m_state = ConfigurationUnlocked;
+    }
+    resynchronizeDataSets();
+}
+
+bool RecordingConfigManager::getRecordingActivation(const std::string& line)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "getRecordingActivation(linuURI=%s)", line.c_str());
+    return contained(COMPONENT, SOURCE, "getRecordingActivation", false, [&] {
+        const Guard guard(m_lock);
+        return m_recordingActivation[line];
+    });
+}
+
+void RecordingConfigManager::setRecordingActivation(const std::string& line, bool value)
+{
+    MRS_LOG(LOG_LEVEL_TRACE, "setRecordingActivation(lineURI=%s, value=%s)", line.c_str(), asText(value));
+    contained(COMPONENT, SOURCE, "setRecordingActivation", [&] {
+        const char* oldValue = nullptr;
+        {
+            const Guard guard(m_lock);
+            bool& flag = m_recordingActivation[line];
+            oldValue = asText(flag);
+            flag = value;
+            dataset[CALL_RECORDING_ACTIVE].value.assign(line).append(";").append(asText(value));
+        }
+        notifyDataItemChange(CALL_RECORDING_ACTIVE, oldValue);
+    });
+}
