@@ -1,0 +1,136 @@
+#include "RecordingSessionController.h"
+
+#include <gmock/gmock.h>
+
+#include "Activity.h"
+#include "Fakes.h"
+#include "Logging.h"
+#include "Threader.h"
+
+using testing::ElementsAre;
+
+namespace {
+
+struct Table {
+    Journal journal;
+    FakeEventLayer eventLayer{journal};
+    RecordingSessionController sessions{&eventLayer};
+};
+
+/// While a direction changes, looks the session up on a thread of its own.
+struct LookUpMeanwhile : FakeEventLayer, Threadable {
+    using FakeEventLayer::FakeEventLayer;
+    bool setDirection(int, MediaControlServiceIfc::MediaDirection) override
+    {
+        Threader().spawn(thread, this, "", THREAD_PRIORITY_NORMAL, 0);
+        runtime::waitUntilIdle();
+        return found;
+    }
+    void run() override { found = sessions->getSession(1) != nullptr; }
+
+    RecordingSessionController* sessions = nullptr;
+    ThreadId thread = 0;
+    std::atomic<bool> found{false};
+};
+
+}  // namespace
+
+TEST(RecordingSessionController, HandsOutRisingHandlesForEmptySessionsAndNotTheDestroyedOnesAgain)
+{
+    Table table;
+    for (const int handle : {1, 2, 3}) {
+        EXPECT_EQ(table.sessions.createSession(), handle);
+    }
+    EXPECT_TRUE(table.sessions.destroySession(2));
+    EXPECT_FALSE(table.sessions.destroySession(2));
+    table.sessions.emergencyTidyUp();
+    EXPECT_EQ(table.sessions.numberOfSessions(), 2);
+    EXPECT_EQ(table.sessions.createSession(), 4);
+    EXPECT_EQ(table.sessions.getSession(2), nullptr);
+
+    RecordingSession* const session = table.sessions.getSession(4);
+    ASSERT_NE(session, nullptr);
+    EXPECT_EQ(std::tie(session->callID, session->lineURI, session->mediaSessionHandle), std::make_tuple(-1, "", -1));
+    RecordingSession late;
+    table.sessions.storeSession(4, late);
+    EXPECT_EQ(table.sessions.getSessionThreadUnsafe(4), session) << "an existing entry is not replaced";
+}
+
+TEST(RecordingSessionController, PassesTwoDirectionsOnAndRefusesTheRest)
+{
+    Journal journal;
+    FakeEventLayer eventLayer(journal);
+    {
+        RecordingSessionController sessions(&eventLayer);
+        const int handle = sessions.createSession();
+        EXPECT_TRUE(sessions.setDirection(handle, "inactive"));
+        sessions.getSession(handle)->mediaSessionHandle = 12;
+        EXPECT_TRUE(sessions.setDirection(handle, "sendonly"));
+        eventLayer.directionAnswer = false;
+        EXPECT_FALSE(sessions.setDirection(handle, "inactive"));
+        EXPECT_FALSE(sessions.setDirection(handle, "sendonly"));
+        EXPECT_THAT(journal.take(), ElementsAre("setDirection(-1, 2)", "setDirection(12, 3)", "setDirection(12, 2)",
+                                                "setDirection(12, 3)"));
+        eventLayer.directionAnswer = true;
+        LogCapture log(LOG_LEVEL_WARNING);
+        for (const char* refused : {"sendrecv", "", "Sendonly", "inactive "}) {
+            EXPECT_FALSE(sessions.setDirection(handle, refused)) << refused;
+        }
+        EXPECT_FALSE(sessions.setDirection(handle + 1, "sendonly"));
+        EXPECT_EQ(log.take(), Lines(5, "2 RecordingSessionController: invalid session or direction"));
+    }
+    EXPECT_THAT(journal.take(), ElementsAre()) << "neither a refused direction nor the table's end reaches it";
+}
+
+TEST(RecordingSessionController, KeepsOthersOutWhileADirectionChanges)
+{
+    Journal journal;
+    LookUpMeanwhile eventLayer(journal);
+    RecordingSessionController sessions(&eventLayer);
+    eventLayer.sessions = &sessions;
+    EXPECT_FALSE(sessions.setDirection(sessions.createSession(), "sendonly")) << "found before the change was made";
+    Threader().waitForThreadCompletion(eventLayer.thread);
+    EXPECT_TRUE(eventLayer.found);
+}
+
+TEST(RecordingSessionController, RefusesASessionWhenEveryHandleIsInUseAndNeverHandsOutZero)
+{
+    Table table;
+    for (int handle = 1; handle <= 999998; ++handle) {
+        ASSERT_EQ(table.sessions.createSession(), handle);
+    }
+    LogCapture log(LOG_LEVEL_WARNING);
+    EXPECT_EQ(table.sessions.createSession(), 0);
+    EXPECT_EQ(table.sessions.numberOfSessions(), 999998);
+    EXPECT_THAT(log.take(),
+                ElementsAre("2 RecordingSessionController: Create session: failed - Max Media Sessions reached"));
+    table.sessions.destroySession(5);
+    EXPECT_EQ(table.sessions.createSession(), 5) << "past 0 and the used 1 to 4";
+    table.sessions.destroySession(3);
+    table.sessions.destroySession(7);
+    EXPECT_EQ(table.sessions.createSession(), 7) << "on from 6, which is in use";
+    EXPECT_EQ(table.sessions.createSession(), 3) << "round once more";
+    EXPECT_THAT(log.take(), ElementsAre());
+}
+
+TEST(RecordingSessionController, TracesEachOperation)
+{
+    LogCapture log(LOG_LEVEL_DETAIL);
+    Table table;
+    const std::string component = "5 RecordingSessionController: ";
+    table.sessions.createSession();
+    EXPECT_THAT(log.take(),
+                ElementsAre(component + "createSession()", component + "storeSession( handle = 1, session )",
+                            component + "createSession(): created session handle 1"));
+    std::ostringstream found;
+    found << component << "getSession: tmpSession = " << table.sessions.getSession(1) << "\n";
+    EXPECT_THAT(log.take(), ElementsAre(component + "getSession(handle=1)", found.str()));
+    table.sessions.setDirection(1, "sendonly");
+    EXPECT_THAT(log.take(), ElementsAre(component + "setDirection(handle=1, direction=sendonly)",
+                                        component + "getSession(handle=1)", found.str()));
+    table.sessions.destroySession(2);
+    EXPECT_THAT(log.take(), ElementsAre(component + "destroySession(handle=2)", component + "getSession(handle=2)",
+                                        component + "getSession: tmpSession = (nil)\n",
+                                        "3 RecordingSessionController: Invalid MediaSession requested: 2"));
+    EXPECT_THAT(log.sources(), testing::Each("./src/RecordingSessionController"));
+}
