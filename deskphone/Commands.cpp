@@ -1,0 +1,210 @@
+#include "Commands.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <sstream>
+
+#include "Scenario.h"
+
+namespace {
+
+/// A place for a word in a row of the table: takes one of the choices, a number in the range, or, with neither, any
+/// text.
+struct Place {
+    std::string name;
+    Words choices = {};
+    int lowest = 0;
+    int highest = -1;
+
+    bool takesNumber() const { return lowest <= highest; }
+    bool takes(const std::string& word) const;
+    std::string expected() const;
+};
+
+/// The places whose names stand for more than any text.
+const std::vector<Place> namedPlaces{
+    {"CALLID", {}, INT_MIN, INT_MAX},
+    {"CODE", {}, INT_MIN, INT_MAX},
+    {"FUNCTION", {}, INT_MIN, INT_MAX},
+    {"H", {}, INT_MIN, INT_MAX},
+    {"INDEX", {}, INT_MIN, INT_MAX},
+    {"MEDIA", {}, INT_MIN, INT_MAX},
+    {"STATE", {}, INT_MIN, INT_MAX},
+    {"ITEM", {}, 1, 7},
+    {"LEVEL", {}, 0, 6},
+    {"BOOL", {"true", "false"}},
+    {"FLAG", {"true", "false"}},
+    {"NAME",
+     {"PhysicalInterfaceServiceIfc", "CommunicationsServiceEventIfc", "MediaControlServiceIfc", "LocalMgmtIfc"}},
+};
+
+const Place* findNamedPlace(const std::string& name)
+{
+    const auto found = std::find_if(namedPlaces.begin(), namedPlaces.end(),
+                                    [&name](const Place& place) { return place.name == name; });
+    return found == namedPlaces.end() ? nullptr : &*found;
+}
+
+bool Place::takes(const std::string& word) const
+{
+    if (takesNumber()) {
+        int number = 0;
+        return readNumber(word, number) && number >= lowest && number <= highest;
+    }
+    return choices.empty() || std::find(choices.begin(), choices.end(), word) != choices.end();
+}
+
+std::string Place::expected() const
+{
+    if (takesNumber()) {
+        return lowest == INT_MIN ? "a decimal number of 32 bits"
+                                 : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+    }
+    std::string text;
+    for (const std::string& choice : choices) {
+        text += (text.empty() ? "" : choice == choices.back() ? " or " : ", ") + choice;
+    }
+    return text;
+}
+
+Words split(const std::string& text, char separator)
+{
+    Words parts;
+    std::istringstream input(text);
+    for (std::string part; std::getline(input, part, separator);) {
+        parts.push_back(part);
+    }
+    return parts;
+}
+
+/// What follows a command's name, taken apart.
+struct Pattern {
+    std::vector<Place> places;
+    std::size_t required = 0;
+    std::size_t repeated = 0;  // so many places at the end may come again and again
+
+    explicit Pattern(const std::string& words);
+    bool hasPlace(std::size_t index) const { return index < places.size() || repeated > 0; }
+    const Place& place(std::size_t index) const;
+};
+
+Pattern::Pattern(const std::string& words)
+{
+    bool optional = false;
+    std::size_t group = 0;
+    for (const std::string& word : split(words, ' ')) {
+        const std::size_t start = word.front() == '[' ? 1 : 0;
+        optional = optional || start > 0;
+        if (start > 0 || !optional) {
+            group = places.size();
+        }
+        const std::string name = word.substr(start, word.find_first_of("=].", start) - start);
+        const Place* const named = findNamedPlace(name);
+        places.push_back(named != nullptr ? *named : Place{name});
+        if (name.find('|') != std::string::npos) {
+            places.back().choices = split(name, '|');
+        }
+        required += optional ? 0 : 1;
+        if (word.back() == '.') {
+            repeated = places.size() - group;
+        }
+    }
+}
+
+const Place& Pattern::place(std::size_t index) const
+{
+    return places[index < places.size() ? index : places.size() - repeated + (index - places.size()) % repeated];
+}
+
+std::string usage(const Command& command)
+{
+    return *command.words == '\0' ? command.name : std::string(command.name) + ' ' + command.words;
+}
+
+const Command& commandNamed(const std::string& name)
+{
+    const auto found = std::find_if(commands().begin(), commands().end(),
+                                    [&name](const Command& command) { return command.name == name; });
+    if (found == commands().end()) {
+        throw Mistake("unknown command " + quoted(name) + "; expected one of those that --help lists");
+    }
+    return *found;
+}
+
+}  // namespace
+
+bool readNumber(const std::string& word, int& number)
+{
+    const char* const end = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(word.data(), end, number);
+    return error == std::errc{} && rest == end;
+}
+
+const Command& findCommand(const Words& words)
+{
+    const Command& command = commandNamed(words.front());
+    const std::string name = words.front() + ": ";
+    const Pattern pattern(command.words);
+    const std::size_t given = words.size() - 1;
+    for (std::size_t index = 0; index < given; ++index) {
+        const std::string& word = words[index + 1];
+        if (!pattern.hasPlace(index)) {
+            throw Mistake(name + quoted(word) + " is one word too many; expected " + usage(command));
+        }
+        const Place& place = pattern.place(index);
+        if (!place.takes(word)) {
+            throw Mistake(name + quoted(word) + " does not fit; expected " + place.expected());
+        }
+    }
+    if (given < pattern.required || (pattern.repeated > 0 && (given - pattern.required) % pattern.repeated != 0)) {
+        throw Mistake(name + pattern.place(given).name + " is missing; expected " + usage(command));
+    }
+    return command;
+}
+
+std::string listOfCommands()
+{
+    constexpr std::size_t column = 44;
+    std::string text = "Commands:\n";
+    for (const Command& command : commands()) {
+        std::string line = "  " + usage(command);
+        if (line.size() + 1 < column) {
+            line.resize(column, ' ');
+        } else {
+            line += '\n' + std::string(column, ' ');
+        }
+        text += line + command.purpose + '\n';
+    }
+    return text;
+}
+
+std::string describeCommand(const std::string& name)
+{
+    const Command& command = commandNamed(name);
+    std::string text = usage(command) + "\n  " + command.purpose + '\n';
+    for (const Place& place : Pattern(command.words).places) {
+        if (findNamedPlace(place.name) != nullptr) {
+            text += "  " + place.name + ": " + place.expected() + '\n';
+        }
+    }
+    return text;
+}
+
+Words nextWords(const Words& words)
+{
+    Words next;
+    if (words.empty()) {
+        for (const Command& command : commands()) {
+            next.emplace_back(command.name);
+        }
+        return next;
+    }
+    for (const Command& command : commands()) {
+        const Pattern pattern(command.words);
+        if (command.name == words.front() && pattern.hasPlace(words.size() - 1)) {
+            next = pattern.place(words.size() - 1).choices;
+        }
+    }
+    return next;
+}

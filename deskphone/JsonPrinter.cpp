@@ -1,0 +1,53 @@
+#include <nlohmann/json.hpp>
+
+#include "Printers.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct ToJson {
+    Json operator()(std::monostate /*nothing*/) const { return nullptr; }
+    Json operator()(const List& list) const
+    {
+        Json array = Json::array();
+        for (const Value& value : list) {
+            array.push_back(std::visit(*this, value));
+        }
+        return array;
+    }
+    template <typename Scalar>
+    Json operator()(const Scalar& scalar) const
+    {
+        return scalar;
+    }
+};
+
+std::string line(const Json& object)
+{
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace
+
+std::string printJson(const Step& step)
+{
+    std::string text = line({{"step", step.number}, {"command", step.command}});
+    for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
+        for (const Record& record : step.records[thread]) {
+            Json object{{"step", step.number}, {"thread", threadNames[thread]}};
+            if (const auto* const call = std::get_if<Call>(&record)) {
+                object["call"] = call->name;
+                object["args"] = ToJson()(call->arguments);
+            } else {
+                const auto& log = std::get<LogLine>(record);
+                object["log"] = log.level;
+                object["component"] = log.component;
+                object["source"] = log.source;
+                object["text"] = log.text;
+            }
+            text += line(object);
+        }
+    }
+    return text + line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}});
+}

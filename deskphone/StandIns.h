@@ -1,0 +1,212 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "CSfi.h"
+#include "CommunicationsServiceEventIfc.h"
+#include "Context.h"
+#include "Executable.h"
+#include "InvokerResponse.h"
+#include "LocalMgmtIfc.h"
+#include "ManagementRecord.h"
+#include "MediaControlServiceIfc.h"
+#include "MediaRecordingService.h"
+#include "MediaRecordingServiceIfc.h"
+#include "PhysicalInterfaceServiceIfc.h"
+#include "Recorder.h"
+#include "SfiRecordingController.h"
+
+// The services around the plug-in. They record the calls made on them and answer; they decide nothing, and but for the
+// executable none comes back into the plug-in. The plug-in calls the overrides, on any of its threads; the rest is for
+// the player's thread. The recorder is not owned.
+
+/// The context: answers look-ups with services that stay the telephone's.
+class ServiceContext : public Context {
+public:
+    enum Answer { PRESENT, MISSING, WRONG };
+
+    ServiceContext(Recorder& recorder, std::map<std::string, Executable*> services)
+        : m_recorder(recorder), m_services(std::move(services))
+    {
+    }
+
+    Executable* getService(const std::string& name) override
+    {
+        m_recorder.call("SvcRTEContext.getService", {name});
+        const std::lock_guard<std::mutex> guard(m_lock);
+        const auto known = m_services.find(name);
+        const Answer answer = known == m_services.end() ? MISSING : m_answers[name];
+        return answer == PRESENT ? known->second : answer == WRONG ? &m_otherService : nullptr;
+    }
+
+    void setAnswer(const std::string& name, Answer answer)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_answers[name] = answer;
+    }
+
+private:
+    Recorder& m_recorder;
+    const std::map<std::string, Executable*> m_services;
+    std::mutex m_lock;
+    std::map<std::string, Answer> m_answers;  // guarded by m_lock; PRESENT where none is set
+    Executable m_otherService;                // of none of the types that are looked up
+};
+
+class Management : public Executable, public LocalMgmtIfc {
+public:
+    explicit Management(Recorder& recorder) : m_recorder(recorder) {}
+
+    int subscribeData(std::list<std::string>& tags, MgmtAgentIfc* /*agent*/) override
+    {
+        m_recorder.call("LocalMgmtIfc.subscribeData", {Value(List(tags.begin(), tags.end()))});
+        return 1;
+    }
+
+    int publishData(ManageableData& record) override
+    {
+        m_recorder.call("LocalMgmtIfc.publishData", {Value(entriesOf(record))});
+        return m_accepts ? 1 : 0;
+    }
+
+    void accept(bool published) { m_accepts = published; }
+
+    /// What was populated in a record, as [id, key, value] each.
+    static List entriesOf(const ManageableData& record)
+    {
+        List entries;
+        for (const auto& entry : runtime::ManagementRecord::entries(record)) {
+            entries.emplace_back(List{entry.id, entry.key, entry.value});
+        }
+        return entries;
+    }
+
+private:
+    Recorder& m_recorder;
+    std::atomic<bool> m_accepts{true};
+};
+
+class MediaControl : public Executable, public MediaControlServiceIfc {
+public:
+    explicit MediaControl(Recorder& recorder) : m_recorder(recorder) {}
+
+    bool setDirection(int mediaSessionHandle, int stream, MediaDirection direction) override
+    {
+        m_recorder.call("MediaControlServiceIfc.setDirection", {mediaSessionHandle, stream, int{direction}});
+        return m_accepts;
+    }
+
+    void accept(bool directions) { m_accepts = directions; }
+
+private:
+    Recorder& m_recorder;
+    std::atomic<bool> m_accepts{true};
+};
+
+class Communications : public Executable, public CommunicationsServiceEventIfc {
+public:
+    explicit Communications(Recorder& recorder) : m_recorder(recorder) {}
+
+    void callRecordingStatus(const std::string& lineURI, int callID, const std::string& status) override
+    {
+        m_recorder.call("CommunicationsServiceEventIfc.callRecordingStatus", {lineURI, callID, status});
+    }
+
+private:
+    Recorder& m_recorder;
+};
+
+class KeysAndLamps : public Executable, public PhysicalInterfaceServiceIfc {
+public:
+    explicit KeysAndLamps(Recorder& recorder) : m_recorder(recorder) {}
+
+    void setFPKLamp(PhysDefs::keyFunctionType function, PhysDefs::lampStateType state, int third, int fourth) override
+    {
+        m_recorder.call("PhysicalInterfaceServiceIfc.setFPKLamp", {int{function}, int{state}, third, fourth});
+    }
+
+private:
+    Recorder& m_recorder;
+};
+
+class CallControl : public CSfi, private SfiRecordingController {
+public:
+    explicit CallControl(Recorder& recorder) : m_recorder(recorder) {}
+
+    void attachRecSession(int mrsId, const std::string& recUri) override
+    {
+        m_recorder.call("CSfi.attachRecSession", {mrsId, recUri});
+    }
+
+    void detachRecSession(int mrsID) override { m_recorder.call("CSfi.detachRecSession", {mrsID}); }
+
+    void registerLMSEventObserver(LMSEventObserverIfc* observer) override
+    {
+        m_recorder.call("CSfi.registerLMSEventObserver", {});
+        m_observer = observer;
+    }
+
+    SfiRecordingController* getSfiRecordingController() override { return this; }
+
+    /// The receiver of the media server's events, the plug-in's; null while there is none.
+    LMSEventObserverIfc* observer() const { return m_observer; }
+    void forgetObserver() { m_observer = nullptr; }
+
+private:
+    void setCallRecMode(std::string mode) override
+    {
+        m_recorder.call("SfiRecordingController.setCallRecMode", {std::move(mode)});
+    }
+
+    Recorder& m_recorder;
+    LMSEventObserverIfc* m_observer = nullptr;
+};
+
+/// The framework's executable for the recording service: forwards to it, or to none before serve() and after
+/// serve(null).
+class ServiceExecutable : public Executable, public MediaRecordingServiceIfc {
+public:
+    void activateRecording(const std::string& lineURI) override
+    {
+        if (m_service != nullptr) {
+            m_service->activateRecording(lineURI);
+        }
+    }
+
+    void deactivateRecording(const std::string& lineURI) override
+    {
+        if (m_service != nullptr) {
+            m_service->deactivateRecording(lineURI);
+        }
+    }
+
+    void serve(MediaRecordingService* service) { m_service = service; }
+
+private:
+    MediaRecordingService* m_service = nullptr;
+};
+
+/// The answer to one invoker message.
+class RecordedResponse : public InvokerResponse {
+public:
+    explicit RecordedResponse(Recorder& recorder) : m_recorder(recorder) {}
+
+    void setResponseText(const char* text, int length) override
+    {
+        InvokerResponse::setResponseText(text, length);
+        m_recorder.call("InvokerResponse.setResponseText", {m_text, length});
+    }
+
+    void finish() override
+    {
+        InvokerResponse::finish();
+        m_recorder.call("InvokerResponse.finish", {});
+    }
+
+private:
+    Recorder& m_recorder;
+};

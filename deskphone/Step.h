@@ -1,0 +1,46 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <variant>
+#include <vector>
+
+using Words = std::vector<std::string>;
+
+/// What goes into a call or comes out of an operation; std::monostate is nothing.
+struct Value : std::variant<std::monostate, bool, int, std::string, std::vector<Value>> {
+    using variant::variant;
+};
+using List = std::vector<Value>;
+
+/// A call that the plug-in made on the platform.
+struct Call {
+    std::string name;
+    List arguments;
+};
+
+/// A line that the plug-in logged.
+struct LogLine {
+    int level;
+    std::string component;
+    std::string source;
+    std::string text;
+};
+
+using Record = std::variant<Call, LogLine>;
+
+/// The threads of a record: the one that played the command, the dispatcher's, and the worker's.
+enum RecordThread : std::size_t { CALLER, DISPATCHER, WORKER, NUMBER_OF_THREADS };
+constexpr std::array<const char*, NUMBER_OF_THREADS> threadNames{"caller", "dispatcher", "worker"};
+
+/// What the plug-in did, by thread, in the order in which the thread did it.
+using Records = std::array<std::vector<Record>, NUMBER_OF_THREADS>;
+
+/// A command that was played, with everything it caused.
+struct Step {
+    int number;
+    Words command;
+    Records records;
+    Value result;
+};

@@ -1,0 +1,184 @@
+// The program as its users run it, with the shared object that it loads: whole outputs, messages, exit status.
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+const fs::path SCENARIOS = SCENARIO_FOLDER;
+
+std::string contentOf(const fs::path& file)
+{
+    std::ostringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+/// A file that lives as long as the test.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& content = "")
+        : m_path(fs::temp_directory_path() /
+                 ("deskphone-test-" + std::to_string(::getpid()) + "-" + std::to_string(++m_number)))
+    {
+        std::ofstream(m_path, std::ios::binary) << content;
+    }
+    ~TemporaryFile() { fs::remove(m_path); }
+
+    std::string name() const { return m_path.string(); }
+    std::string content() const { return contentOf(m_path); }
+
+private:
+    static int m_number;
+    fs::path m_path;
+};
+int TemporaryFile::m_number = 0;
+
+struct Played {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+/// Runs deskphone with these arguments of a shell command line.
+Played deskphone(const std::string& arguments, const std::string& input = "")
+{
+    const TemporaryFile in(input);
+    const TemporaryFile out;
+    const TemporaryFile err;
+    const std::string command =
+        std::string(DESKPHONE_COMMAND) + " " + arguments + " <" + in.name() + " >" + out.name() + " 2>" + err.name();
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out.content(), err.content()};
+}
+
+/// Addresses differ from run to run.
+std::string withoutAddresses(const std::string& text)
+{
+    return std::regex_replace(text, std::regex("0x[0-9a-f]+"), "0xADDRESS");
+}
+
+std::vector<std::string> storyNames()
+{
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(SCENARIOS)) {
+        if (entry.path().extension() == ".scenario") {
+            names.push_back(entry.path().stem().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class Story : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(Story, GivesTheOutputBesideIt)
+{
+    const fs::path story = SCENARIOS / GetParam();
+    const Played run = deskphone("--json " + story.string() + ".scenario");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(withoutAddresses(run.output), contentOf(story.string() + ".expected"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, Story, ::testing::ValuesIn(storyNames()), [](const auto& parameter) {
+    std::string name = parameter.param;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+});
+
+TEST(Program, PrintsForPeopleWithoutJson)
+{
+    const Played run = deskphone("--log 2", "setRecordingModeConfig allcalls\nlog 5\nLMSDestroySession 7 # unknown\n");
+    EXPECT_THAT(run.output, HasSubstr("1 setRecordingModeConfig allcalls\n"
+                                      "    caller      call      SvcRTEContext.getService(\"LocalMgmtIfc\")\n"));
+    EXPECT_THAT(run.output, HasSubstr("3 LMSDestroySession 7\n"
+                                      "    dispatcher  trace     RecordingController: "
+                                      "LMSDestroySession(recordingSessionHandle=7)\n"));
+    EXPECT_THAT(run.output,
+                HasSubstr("    dispatcher  lamp on   PhysicalInterfaceServiceIfc.setFPKLamp(56, 3, 5, 0)\n"));
+}
+
+TEST(Program, PlaysSeveralFilesAsOneRun)
+{
+    const TemporaryFile first("start\nlog 0");
+    const TemporaryFile second("getSelectedLine\n");
+    const Played run = deskphone("--json --log 0 " + first.name() + " " + second.name() + " -", "stop");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.output, HasSubstr("{\"step\":3,\"command\":[\"getSelectedLine\"]}\n{\"step\":3,\"result\":\"\"}\n"
+                                      "{\"step\":4,\"command\":[\"stop\"]}\n{\"step\":4,\"result\":null}\n"));
+}
+
+TEST(Program, RefusesAMistakeWithItsPlaceAfterWhatWasPlayed)
+{
+    const std::vector<std::pair<std::string, std::string>> mistakes = {
+        {"record sip:1", "record"},
+        {"stop", "stop"},
+        {"start\nstart", "start"},
+        {"start later", "later"},
+        {"activateRecording", "LINE"},
+        {"activateRecording a b", "\"b\""},
+        {"setLineStatus a eleven", "eleven"},
+        {"setLineStatus a 2147483648", "2147483648"},
+        {"setLineStatus a +1", "+1"},
+        {"getDataItem 8", "8"},
+        {"log 7", "7"},
+        {"setRecordingActivation a yes", "yes"},
+        {"setData a b c", "VALUE"},
+        {"getData", "TAG"},
+        {"missing OtherIfc", "OtherIfc"},
+        {"handleMessage text other", "other"},
+        {"getCallRecordingOn \"a", "quote"},
+        {"getCallRecordingOn \"a\\x\"", "\\x"},
+        {"getCallRecordingOn \"a\"b", "blank"},
+        {"getCallRecordingOn a\"b", "quote"},
+    };
+    for (const auto& [lines, word] : mistakes) {
+        const TemporaryFile file("# comment\n\nlog 0\n" + lines + "\nlog 1\n");
+        const Played run = deskphone("--json " + file.name());
+        const auto line = 4 + std::count(lines.begin(), lines.end(), '\n');
+        EXPECT_EQ(run.status, 2) << lines;
+        EXPECT_THAT(run.errors, AllOf(StartsWith(file.name() + ":" + std::to_string(line) + ": "), HasSubstr(word)));
+        EXPECT_THAT(run.output, StartsWith("{\"step\":1,\"command\":[\"log\",\"0\"]}\n{\"step\":1,\"result\":null}\n"));
+        EXPECT_THAT(run.output, ::testing::Not(HasSubstr("\"log\",\"1\"")));
+        EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\n'), line == 4 ? 2 : 9) << run.output;
+    }
+}
+
+TEST(Program, RefusesBadOptionsAndUnreadableFiles)
+{
+    for (const char* arguments : {"--log 7", "--log x", "--unknown", "--plugin /nowhere.so", "--plugin",
+                                  "/nowhere.scenario", "/", "--plugin " SCENARIO_FOLDER "/autostart.scenario"}) {
+        const Played run = deskphone(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_NE(run.errors, "") << arguments;
+        EXPECT_EQ(run.output, "") << arguments;
+    }
+    EXPECT_EQ(deskphone("--help").status, 0);
+    EXPECT_THAT(deskphone("--help").output, HasSubstr("handleMessage TEXT [service|none|wrong]"));
+    EXPECT_THAT(deskphone("--version").output, StartsWith("deskphone "));
+}
+
+TEST(Program, LoadsThePlugInThatIsNamed)
+{
+    const TemporaryFile copy(contentOf(PLUGIN_FILE));
+    const Played run = deskphone("--json --log 0 --plugin " + copy.name(), "getRecordingMode\n");
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("{\"step\":1,\"result\":\"disabled\"}"));
+}
+
+}  // namespace
