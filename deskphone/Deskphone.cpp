@@ -17,7 +17,7 @@ Printer choosePrinter(bool json)
     if (json) {
         return printJson;
     }
-    const char* const noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): the only thread so far
+    const char* const noColor = std::getenv("NO_COLOR");
     const bool coloured = ::isatty(STDOUT_FILENO) != 0 && (noColor == nullptr || *noColor == '\0');
     return [coloured](const Step& step) { return printText(step, coloured); };
 }

@@ -57,7 +57,7 @@ char** complete(const char* beginning, int start, int /*end*/)
 Prompt::Prompt() : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr)
 {
     static char blanks[] = " \t";
-    std::setlocale(LC_CTYPE, "");  // for editing characters of several bytes; NOLINT(concurrency-mt-unsafe)
+    std::setlocale(LC_CTYPE, "");  // for editing characters of several bytes
     rl_outstream = m_screen;
     rl_completer_word_break_characters = blanks;
     rl_attempted_completion_function = complete;

@@ -13,7 +13,7 @@ namespace {
 
 std::runtime_error loaderError()
 {
-    return std::runtime_error(::dlerror());  // NOLINT(concurrency-mt-unsafe): the only thread so far
+    return std::runtime_error(::dlerror());
 }
 
 /// This program's own plug-in and module lie beside the runtime library, which the loader has found already. A bare

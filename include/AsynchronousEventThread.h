@@ -29,7 +29,7 @@ struct AsynchronousEventData {
 class AsynchronousEventThread : public Threadable {
 public:
     /// Stops nothing: terminate() comes first.
-    virtual ~AsynchronousEventThread();
+    ~AsynchronousEventThread() override;
     void run() override;
 
     /// Creates the instance and starts its thread; does nothing when there is one. Called by one thread at a time.

@@ -46,7 +46,7 @@ public:
 
     /// Stops the thread and waits for it; an event being delivered is finished, those still queued are dropped. Call
     /// control must have stopped posting.
-    virtual ~LMSEventDispatcher();
+    ~LMSEventDispatcher() override;
     void run() override;
 
     /// Delivers nothing: an error without a session is only logged.

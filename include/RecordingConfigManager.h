@@ -67,6 +67,7 @@ private:
 
     Write write(RecordingDataItemType item, const std::string& value);
     bool report(const Write& write, const std::string& value);
+    bool publish(RecordingDataItemType item, const std::string& oldValue, const std::string& value);
     const RecordingDataItem* findByTag(const std::string& tag) const;
 
     // m_lock guards the values of dataset, m_state and the two containers; the rest is fixed once init() has run.

@@ -23,7 +23,7 @@ struct RecordQueue {
     {
         const CriticalSection guard(lock);
         records.push_back(record.get());
-        record.release();
+        static_cast<void>(record.release());
         signal.give();
     }
 

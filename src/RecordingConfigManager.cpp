@@ -128,24 +128,29 @@ bool RecordingConfigManager::report(const Write& write, const std::string& value
 bool RecordingConfigManager::notifyDataItemChange(RecordingDataItemType item, const std::string& oldValue)
 {
     return contained(COMPONENT, SOURCE, "notifyDataItemChange", false, [&] {
-        const RecordingDataItem& row = dataset[item];
-        MRS_LOG(LOG_LEVEL_TRACE, "notifyDataItemChange:(item=%s, oldValue='%s')", row.name.c_str(), oldValue.c_str());
         std::string value;
         {
             const Guard guard(m_lock);
-            if (row.value == oldValue) {
-                return false;
-            }
-            value = row.value;
+            value = dataset[item].value;
         }
-        if (m_localMgmtIfc == nullptr) {
-            MRS_LOG(LOG_LEVEL_ERROR, "notifyDataItemChange: failed");
-            return false;
-        }
-        ManageableData record;
-        record.populate(row.tag, row.tag, value);
-        return m_localMgmtIfc->publishData(record) != 0;
+        return publish(item, oldValue, value);
     });
+}
+
+bool RecordingConfigManager::publish(RecordingDataItemType item, const std::string& oldValue, const std::string& value)
+{
+    const RecordingDataItem& row = dataset[item];
+    MRS_LOG(LOG_LEVEL_TRACE, "notifyDataItemChange:(item=%s, oldValue='%s')", row.name.c_str(), oldValue.c_str());
+    if (value == oldValue) {
+        return false;
+    }
+    if (m_localMgmtIfc == nullptr) {
+        MRS_LOG(LOG_LEVEL_ERROR, "notifyDataItemChange: failed");
+        return false;
+    }
+    ManageableData record;
+    record.populate(row.tag, row.tag, value);
+    return m_localMgmtIfc->publishData(record) != 0;
 }
 
 bool RecordingConfigManager::getData(ManageableData& manageableData)
@@ -275,14 +280,16 @@ void RecordingConfigManager::setRecordingActivation(const std::string& line, boo
 {
     MRS_LOG(LOG_LEVEL_TRACE, "setRecordingActivation(lineURI=%s, value=%s)", line.c_str(), asText(value));
     contained(COMPONENT, SOURCE, "setRecordingActivation", [&] {
+        const std::string text = line + ";" + asText(value);
         const char* oldValue = nullptr;
         {
             const Guard guard(m_lock);
             bool& flag = m_recordingActivation[line];
             oldValue = asText(flag);
             flag = value;
-            dataset[CALL_RECORDING_ACTIVE].value.assign(line).append(";").append(asText(value));
+            dataset[CALL_RECORDING_ACTIVE].value = text;
         }
-        notifyDataItemChange(CALL_RECORDING_ACTIVE, oldValue);
+        // This text, also when another line's is in its place by now: each line's flag is told.
+        publish(CALL_RECORDING_ACTIVE, oldValue, text);
     });
 }

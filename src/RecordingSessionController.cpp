@@ -38,7 +38,7 @@ int RecordingSessionController::createSession()
         auto session = std::make_unique<RecordingSession>();
         const int handle = getNextFreeSessionHandle();
         storeSession(handle, *session);
-        session.release();
+        static_cast<void>(session.release());
         MRS_LOG(LOG_LEVEL_TRACE, "createSession(): created session handle %i", handle);
         return handle;
     });

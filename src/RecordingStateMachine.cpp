@@ -178,7 +178,8 @@ int RecordingStateMachine::getState()
 std::string RecordingStateMachine::getStateName() const
 {
     MRS_LOG(LOG_LEVEL_TRACE, "getStateName(): returning state %s", stateNames[m_currentState]);
-    return stateNames[m_currentState];
+    return contained(COMPONENT, SOURCE, "getStateName", std::string(),
+                     [this] { return std::string(stateNames[m_currentState]); });
 }
 
 void RecordingStateMachine::setState(int state)
@@ -196,17 +197,19 @@ bool RecordingStateMachine::getSessionInCall()
 
 std::string RecordingStateMachine::dump() const
 {
-    std::ostringstream text;
-    text << "[ cSTA=" << stateNames[m_currentState] << "; pEVT=" << m_previousEvent
-         << "; pSTA=" << stateNames[m_previousState] << "; mrsID=" << m_mrsID;
-    const RecordingSession* const session =
-        m_recSessionController != nullptr ? m_recSessionController->getSession(m_mrsID) : nullptr;
-    if (session != nullptr) {
-        text << "; lURI=" << session->lineURI << "; cID=" << session->callID
-             << "; msID=" << session->mediaSessionHandle;
-    }
-    text << "]";
-    return text.str();
+    return contained(COMPONENT, SOURCE, "dump", std::string(), [this] {
+        std::ostringstream text;
+        text << "[ cSTA=" << stateNames[m_currentState] << "; pEVT=" << m_previousEvent
+             << "; pSTA=" << stateNames[m_previousState] << "; mrsID=" << m_mrsID;
+        const RecordingSession* const session =
+            m_recSessionController != nullptr ? m_recSessionController->getSession(m_mrsID) : nullptr;
+        if (session != nullptr) {
+            text << "; lURI=" << session->lineURI << "; cID=" << session->callID
+                 << "; msID=" << session->mediaSessionHandle;
+        }
+        text << "]";
+        return text.str();
+    });
 }
 
 void RecordingStateMachine::ACT_no_action(int /*event*/)

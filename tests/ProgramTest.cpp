@@ -161,8 +161,11 @@ TEST(Program, RefusesAMistakeWithItsPlaceAfterWhatWasPlayed)
 
 TEST(Program, RefusesBadOptionsAndUnreadableFiles)
 {
-    for (const char* arguments : {"--log 7", "--log x", "--unknown", "--plugin /nowhere.so", "--plugin",
-                                  "/nowhere.scenario", "/", "--plugin " SCENARIO_FOLDER "/autostart.scenario"}) {
+    const TemporaryFile noPlugIn("start\n");
+    for (const std::string& arguments :
+         {std::string("--log 7"), std::string("--log x"), std::string("--unknown"), std::string("--plugin"),
+          std::string("--plugin /nowhere.so"), "--plugin " + noPlugIn.name(), std::string("/nowhere.scenario"),
+          std::string("/")}) {
         const Played run = deskphone(arguments);
         EXPECT_EQ(run.status, 2) << arguments;
         EXPECT_NE(run.errors, "") << arguments;

@@ -17,20 +17,24 @@ struct Table {
     RecordingSessionController sessions{&eventLayer};
 };
 
-/// While a direction changes, looks the session up on a thread of its own.
-struct LookUpMeanwhile : FakeEventLayer, Threadable {
+/// While a direction changes, tries something else with the table on a thread of its own.
+struct TryMeanwhile : FakeEventLayer, Threadable {
     using FakeEventLayer::FakeEventLayer;
     bool setDirection(int, MediaControlServiceIfc::MediaDirection) override
     {
         Threader().spawn(thread, this, "", THREAD_PRIORITY_NORMAL, 0);
         runtime::waitUntilIdle();
-        return found;
+        return done;
     }
-    void run() override { found = sessions->getSession(1) != nullptr; }
+    void run() override
+    {
+        something();
+        done = true;
+    }
 
-    RecordingSessionController* sessions = nullptr;
+    std::function<void()> something;
     ThreadId thread = 0;
-    std::atomic<bool> found{false};
+    std::atomic<bool> done{false};
 };
 
 }  // namespace
@@ -84,13 +88,21 @@ TEST(RecordingSessionController, PassesTwoDirectionsOnAndRefusesTheRest)
 
 TEST(RecordingSessionController, KeepsOthersOutWhileADirectionChanges)
 {
-    Journal journal;
-    LookUpMeanwhile eventLayer(journal);
-    RecordingSessionController sessions(&eventLayer);
-    eventLayer.sessions = &sessions;
-    EXPECT_FALSE(sessions.setDirection(sessions.createSession(), "sendonly")) << "found before the change was made";
-    Threader().waitForThreadCompletion(eventLayer.thread);
-    EXPECT_TRUE(eventLayer.found);
+    void (*const others[])(RecordingSessionController&) = {
+        [](auto& sessions) { EXPECT_NE(sessions.getSession(1), nullptr); },
+        [](auto& sessions) { EXPECT_EQ(sessions.createSession(), 2); },
+        [](auto& sessions) { EXPECT_TRUE(sessions.destroySession(1)); },
+        [](auto& sessions) { sessions.emergencyTidyUp(); },
+    };
+    for (const auto other : others) {
+        Journal journal;
+        TryMeanwhile eventLayer(journal);
+        RecordingSessionController sessions(&eventLayer);
+        eventLayer.something = [&sessions, other] { other(sessions); };
+        EXPECT_FALSE(sessions.setDirection(sessions.createSession(), "sendonly")) << "done before the change was made";
+        Threader().waitForThreadCompletion(eventLayer.thread);
+        EXPECT_TRUE(eventLayer.done);
+    }
 }
 
 TEST(RecordingSessionController, RefusesASessionWhenEveryHandleIsInUseAndNeverHandsOutZero)

@@ -187,7 +187,7 @@ TEST(RecordingStateMachine, MakesExactlyItsTransitionsWithTheirCallsInOrder)
 TEST(RecordingStateMachine, StartsIdleAndTakesTheHandleOfEveryCallButZero)
 {
     Line line;
-    RecordingStateMachine(&line.eventLayer, &line.sessions, &line.store);
+    const RecordingStateMachine another(&line.eventLayer, &line.sessions, &line.store);
     EXPECT_THAT(line.traces, ElementsAre());
     EXPECT_EQ(line.machine.getState(), 1);
     EXPECT_EQ(line.machine.getStateName(), "MRS_STA_IDLE");

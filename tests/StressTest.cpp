@@ -158,10 +158,10 @@ struct TraceReader : runtime::LogSink {
         const void* machine = nullptr;
         int handle = 0;
         char event[40];
-        if (from == "RecordingController" && text.rfind("LMSCreate", 0) != 0 && text.rfind("LMS", 0) == 0 &&
-            text.find("Handle=") != std::string::npos && text.find("NULL") == std::string::npos) {
-            delivered.push_back(text);
-        } else if (text.rfind("LMSEventErrorStatus(mrsID", 0) == 0) {
+        const bool namesSession =
+            text.find("(recordingSessionHandle=") != std::string::npos || text.find("(mrsID = ") != std::string::npos;
+        if (from == "RecordingController" && text.rfind("LMS", 0) == 0 && namesSession &&
+            text.find("NULL") == std::string::npos) {
             delivered.push_back(text);
         } else if (std::sscanf(text.c_str(), "m_csfi->attachRecSession(mrsId=%d", &handle) == 1) {
             requested.push_back("attach" + std::to_string(handle));
