@@ -69,7 +69,7 @@ int main(int argc, char** argv)
 {
     try {
         DeskphoneOptions options;
-        int logLevel = 3;
+        std::string logLevel = "3";
         std::string plugin;
         CLI::App app(
             "A desk telephone for a workstation: plays commands to the call-recording plug-in and shows what "
@@ -79,7 +79,7 @@ int main(int argc, char** argv)
         app.add_flag("--json", options.json, "Print one JSON object a line");
         app.add_option("--plugin", plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
         app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
-            ->check(CLI::Range(0, 6))
+            ->check(CLI::IsMember({"0", "1", "2", "3", "4", "5", "6"}))
             ->option_text("LEVEL=3");
         app.add_option("SCENARIO", options.scenarios,
                        "Files to play one after the other; - or none: standard input, a prompt on a terminal")
@@ -95,7 +95,7 @@ int main(int argc, char** argv)
         if (options.scenarios.empty()) {
             options.scenarios.emplace_back("-");
         }
-        runtime::setLogLevel(logLevel);
+        runtime::setLogLevel(std::stoi(logLevel));
         return run(options, app.count("--plugin") == 0 ? besideRuntime("libMediaRecordingService.so")
                                                        : std::filesystem::absolute(plugin).string());
     } catch (const std::exception& failure) {

@@ -11,7 +11,6 @@
 #include <thread>
 
 #include "Activity.h"
-#include "AsynchronousEventThread.h"
 #include "CallControl.h"
 #include "Fakes.h"
 #include "MediaRecordingHelper.h"
@@ -19,6 +18,7 @@
 #include "RecordingConfigManager.h"
 #include "RecordingController.h"
 #include "RecordingStateMachine.h"
+#include "WorkerAccess.h"
 
 namespace {
 
@@ -40,14 +40,6 @@ void dawdle()
 
 const Lines LINES = {"sip:1@office", "sip:2@office", "sip:3@office", "", "sip:5@office"};
 const Lines MODES = {"manual", "autostart", "allcalls", "disabled"};
-
-/// Gets at the worker's only instance, to give each service of a process a live one.
-template <AsynchronousEventThread** instance>
-struct WorkerAccess {
-    friend AsynchronousEventThread*& workerInstance() { return *instance; }
-};
-AsynchronousEventThread*& workerInstance();
-template struct WorkerAccess<&AsynchronousEventThread::m_instance>;
 
 struct Management : Executable, LocalMgmtIfc {
     int subscribeData(std::list<std::string>&, MgmtAgentIfc*) override { return 1; }
@@ -221,7 +213,7 @@ protected:
     void start()
     {
         MediaRecordingHelper::reset();
-        delete std::exchange(workerInstance(), nullptr);
+        forgetWorker();
         service = createMediaRecordingService();
         management.service = service;
         service->init(context, nullptr, nullptr);
