@@ -88,22 +88,17 @@ void LMSEventDispatcher::deliver(const LMSEventData& data)
         return;
     }
     switch (data.eventType) {
-        case LMS_DESTROY_SESSION:
-            m_observer->LMSDestroySession(data.recordingSessionHandle);
-            break;
+        case LMS_DESTROY_SESSION: m_observer->LMSDestroySession(data.recordingSessionHandle); break;
         case LMS_EVENT_ATTACHED:
             m_observer->LMSEventAttached(data.recordingSessionHandle, data.mediaSessionHandle, data.recordedCallID);
             break;
         case LMS_EVENT_STREAMING:
             m_observer->LMSEventStreaming(data.recordingSessionHandle, data.mediaSessionHandle, data.recordedCallID);
             break;
-        case LMS_EVENT_NOT_STREAMING:
-            m_observer->LMSEventNotStreaming(data.recordingSessionHandle);
-            break;
+        case LMS_EVENT_NOT_STREAMING: m_observer->LMSEventNotStreaming(data.recordingSessionHandle); break;
         case LMS_EVENT_ERROR_STATUS:
             m_observer->LMSEventErrorStatus(data.recordingSessionHandle, data.errorCode);
             break;
-        default:
-            break;
+        default: break;
     }
 }

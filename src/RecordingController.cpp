@@ -430,15 +430,10 @@ void RecordingController::setLineStatus(std::string uri, ELineState state, int c
                 state, callid, remoteURI.c_str());
         switch (static_cast<int>(state)) {
             case LINE_RELEASED:
-            case LINE_RELEASED_TOO:
-                releaseLine(uri);
-                break;
+            case LINE_RELEASED_TOO: releaseLine(uri); break;
             case LINE_SELECTED:
-            case LINE_SELECTED_TOO:
-                selectLine(uri);
-                break;
-            default:
-                break;
+            case LINE_SELECTED_TOO: selectLine(uri); break;
+            default: break;
         }
         dump();
     });

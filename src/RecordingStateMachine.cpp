@@ -222,10 +222,8 @@ void RecordingStateMachine::ACT_idle(int /*event*/)
     MRS_LOG(LOG_LEVEL_TRACE, "ACT_idle");
     switch (m_previousState) {
         case MRS_STA_IN_CALL:
-        case MRS_STA_ACTIVATED:
-            break;
-        default:
-            MRS_LOG(LOG_LEVEL_WARNING, "ACT_idle: Unexpected previous state (=%d) ", m_previousState);
+        case MRS_STA_ACTIVATED: break;
+        default: MRS_LOG(LOG_LEVEL_WARNING, "ACT_idle: Unexpected previous state (=%d) ", m_previousState);
     }
 }
 
@@ -249,19 +247,13 @@ void RecordingStateMachine::ACT_activated(int /*event*/)
 bool RecordingStateMachine::leaveRecording()
 {
     switch (m_previousState) {
-        case MRS_STA_IDLE:
-            return true;
+        case MRS_STA_IDLE: return true;
         case MRS_STA_ATTACH_REQUESTED:
         case MRS_STA_STREAMING:
-        case MRS_STA_NON_STREAMING:
-            exitRecordingInProgress();
-            return true;
+        case MRS_STA_NON_STREAMING: exitRecordingInProgress(); return true;
         case MRS_STA_LINE_DESELECTED:
-        case MRS_STA_ERROR:
-            callDatasetSynchronizationLock(false);
-            return true;
-        default:
-            return false;
+        case MRS_STA_ERROR: callDatasetSynchronizationLock(false); return true;
+        default: return false;
     }
 }
 
@@ -271,11 +263,8 @@ void RecordingStateMachine::ACT_attach_requested(int /*event*/)
     switch (m_previousState) {
         case MRS_STA_IN_CALL:
         case MRS_STA_ACTIVATED:
-        case MRS_STA_LINE_DESELECTED:
-            enterRecordingInProgress();
-            break;
-        default:
-            MRS_LOG(LOG_LEVEL_WARNING, "ACT_attach_requested: Unexpected previous state (=%d) ", m_previousState);
+        case MRS_STA_LINE_DESELECTED: enterRecordingInProgress(); break;
+        default: MRS_LOG(LOG_LEVEL_WARNING, "ACT_attach_requested: Unexpected previous state (=%d) ", m_previousState);
     }
 }
 
@@ -295,8 +284,7 @@ void RecordingStateMachine::ACT_streaming(int /*event*/)
             setMediaSessionDirection("sendonly");
             sendRecordingStatus(communicationsServiceTexts::content_feature_on);
             break;
-        default:
-            MRS_LOG(LOG_LEVEL_WARNING, "ACT_streaming: Unexpected previous state (=%d) ", m_previousState);
+        default: MRS_LOG(LOG_LEVEL_WARNING, "ACT_streaming: Unexpected previous state (=%d) ", m_previousState);
     }
 }
 
@@ -309,8 +297,7 @@ void RecordingStateMachine::ACT_non_streaming(int /*event*/)
             setMediaSessionDirection("inactive");
             sendRecordingStatus(communicationsServiceTexts::content_feature_off);
             break;
-        default:
-            MRS_LOG(LOG_LEVEL_WARNING, "ACT_non_streaming: Unexpected previous state (=%d) ", m_previousState);
+        default: MRS_LOG(LOG_LEVEL_WARNING, "ACT_non_streaming: Unexpected previous state (=%d) ", m_previousState);
     }
 }
 
@@ -323,8 +310,7 @@ void RecordingStateMachine::ACT_line_deselected(int /*event*/)
             setMediaSessionDirection("inactive");
             sendRecordingStatus(communicationsServiceTexts::content_feature_off);
             break;
-        default:
-            MRS_LOG(LOG_LEVEL_WARNING, "ACT_line_deselected: Unexpected previous state (=%d) ", m_previousState);
+        default: MRS_LOG(LOG_LEVEL_WARNING, "ACT_line_deselected: Unexpected previous state (=%d) ", m_previousState);
     }
 }
 
@@ -342,8 +328,7 @@ void RecordingStateMachine::ACT_error(int /*event*/)
             exitRecordingInProgress();
             sendRecordingStatus(communicationsServiceTexts::content_common_failed);
             break;
-        default:
-            MRS_LOG(LOG_LEVEL_WARNING, "ACT_error: Unexpected previous state (=%d) ", m_previousState);
+        default: MRS_LOG(LOG_LEVEL_WARNING, "ACT_error: Unexpected previous state (=%d) ", m_previousState);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "Fakes.h"
+#include "Logging.h"
 #include "MediaRecordingHelper.h"
 #include "RecordingConfigManager.h"
 #include "RecordingController.h"
@@ -220,18 +221,20 @@ TEST(RecordingController, SessionIsUpToDateWhenTheMachineActsOnItsEvents)
                             "status(sip:1, 10, content_feature_on)", "setDirection(6, 2)", "detach(1)",
                             "status(sip:1, 10, content_feature_off)", "status(sip:1, 10, content_common_failed)"));
     core.machine(L1).EVT_deactivate();
-    core.machine(L1).EVT_activate();
     core.journal.take();
-    core->LMSDestroySession(1);
+    EXPECT_EQ(core->LMSCreateSession(L1, 8), 2);
     EXPECT_THAT(core.journal.take(),
-                ElementsAre(published("sip:1;false"), "detach(1)", "status(sip:1, 10, content_feature_off)", "lamp()",
-                            "shows(sip:1, 0)"));
-    EXPECT_THAT(core.machine(L1).dump(), HasSubstr("mrsID=1]"));
+                ElementsAre(published("sip:1;true"), "attach(1, rec)", "lamp()", "shows(sip:1, 1)"));
+    core->LMSDestroySession(2);
+    EXPECT_THAT(core.journal.take(), ElementsAre(published("sip:1;false"), "detach(2)",
+                                                 "status(sip:1, 8, content_feature_off)", "lamp()", "shows(sip:1, 0)"));
+    EXPECT_THAT(core.machine(L1).dump(), HasSubstr("mrsID=2]"));
 }
 
 TEST(RecordingController, LogsEveryStepAtItsLevel)
 {
     Core core("manual");
+    core.eventLayer.onLamp = [] { logApp("RecordingController", "", 6, 0, "lamp"); };
     LogCapture log(6);
     core->activateRecording(L1);
     core->LMSCreateSession(L2, 7);
@@ -253,21 +256,21 @@ TEST(RecordingController, LogsEveryStepAtItsLevel)
             "5 activateRecording(lineURI=sip:1)", "5 getCallRecordingUserControllable(line = sip:1)",
             "3 getCallRecordingUserControllable: machine (= m_stateMachines[line==sip:1]) == NULLcouldn't inCall = "
             "machine->getSessionInCall(); using default value 'false'",
-            "6 getCallRecordingUserControllable(): m_recordingMode = manual; inCall = 0",
+            "6 getCallRecordingUserControllable(): m_recordingMode = manual; inCall = 0", "6 lamp",
             "6 activateRecording(lineURI = sip:1): m_stateMachines[lineURI=sip:1] not found, instantiating new state "
             "machine.",
             "dump", "5 LMSCreateSession(lineURI=sip:2, callID=7)",
             "6 sessionCreated(mrsID = 1): m_stateMachines[lineURI=sip:2] not found, instantiating new state machine.",
-            "5 getCallRecordingAutostarts(lineURI = sip:2)", "5 getCallRecordingActivated(lineURI = sip:2)", "dump",
-            "5 LMSEventAttached(recordingSessionHandle=1, mediaSessionHandle=5, recordedCallID=9)", "dump",
+            "5 getCallRecordingAutostarts(lineURI = sip:2)", "5 getCallRecordingActivated(lineURI = sip:2)", "6 lamp",
+            "dump", "5 LMSEventAttached(recordingSessionHandle=1, mediaSessionHandle=5, recordedCallID=9)", "dump",
             "5 LMSEventStreaming(recordingSessionHandle=1, mediaSessionHandle=6, recordedCallID=10)", "dump",
             "5 LMSEventNotStreaming(recordingSessionHandle=1)", "dump",
             "5 LMSEventErrorStatus(mrsID = 1, LMSErrorCode=4)", "dump", "5 LMSDestroySession(recordingSessionHandle=1)",
             "6 LMSDestroySession: m_recSessionController->getSession(recordingSessionHandle);",
-            "6 LMSDestroySession: session=ADDRESS", "dump", "5 setOriginatingLine( uri = \"sip:2\" )",
+            "6 LMSDestroySession: session=ADDRESS", "6 lamp", "dump", "5 setOriginatingLine( uri = \"sip:2\" )",
             "6 setting m_originatingLine == \n", "5 setOriginatingLine( uri = \"sip:1\" )",
             "6 setting m_originatingLine == sip:2\n",
-            "5 setLineStatus(uri = \"sip:1\", state = 11, callid=8, remoteURI=sip:r)", "dump",
+            "5 setLineStatus(uri = \"sip:1\", state = 11, callid=8, remoteURI=sip:r)", "6 lamp", "dump",
             "5 getRecordingStateMachineCreateNewIfNeeded(lineURI = \"sip:3\")",
             "6 getRecordingStateMachineCreateNewIfNeeded(lineURI = sip:3): m_stateMachines[lineURI=sip:3] not found, "
             "instantiating new state machine.",

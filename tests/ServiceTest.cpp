@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include "Activity.h"
 #include "CallControl.h"
@@ -17,9 +19,23 @@
 #include "TarnTags.h"
 #include "WorkerAccess.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 
 namespace {
+
+/// Does what the test asks for between the question for the lamp and its setting, once.
+struct HookedKeys : FakeKeys {
+    using FakeKeys::FakeKeys;
+    void setFPKLamp(PhysDefs::keyFunctionType key, PhysDefs::lampStateType state, int a, int b) override
+    {
+        if (const auto hook = std::exchange(beforeLamp, nullptr)) {
+            hook();
+        }
+        FakeKeys::setFPKLamp(key, state, a, b);
+    }
+    std::function<void()> beforeLamp;
+};
 
 /// The services around one recording service; calls and the service's own records stand in one journal.
 struct Telephone : runtime::LogSink {
@@ -60,10 +76,6 @@ struct Telephone : runtime::LogSink {
         service->init(context, &executable, &agent, store);
         return journal.take();
     }
-    void putInCall(const std::string& line)
-    {
-        service->getRecordingController()->getRecordingStateMachineCreateNewIfNeeded(line)->EVT_in_call(0);
-    }
     Lines changed(const std::string& id, const std::string& value)
     {
         runtime::ManagementRecord record;
@@ -74,7 +86,7 @@ struct Telephone : runtime::LogSink {
 
     Journal journal;
     FakeManagement management{journal};
-    FakeKeys keys{journal};
+    HookedKeys keys{journal};
     FakeMediaControl mediaControl{journal};
     FakeCommunications communications{journal};
     FakeCallControl callControl{journal};
@@ -131,7 +143,8 @@ TEST(MediaRecordingService, GoesOnWithoutThePlatformsServices)
             service.second = found;
         }
         runtime::setCallControl(nullptr);
-        telephone.start("manual");
+        EXPECT_THAT(telephone.start("manual"),
+                    Contains("log(2, m_csfi==NULL. Cannot call m_csfi->registerLMSEventObserver.)"));
         telephone->featureKeyDefinitionChanged(1, PhysDefs::KEY_FUNCTION_CALL_RECORDING, true);
         EXPECT_THAT(telephone.journal.take(), ElementsAre());
         RecordingEventLayerAdapter adapter(&telephone.context, telephone.service.get());
@@ -174,7 +187,7 @@ TEST(MediaRecordingService, TellsWhetherRecordingIsOn)
         for (const std::string line : {"sip:00", "sip:01", "sip:10", "sip:11"}) {
             telephone->getRecordingConfigManager()->setRecordingActivation(line, line[5] == '1');
             if (line[4] == '1') {
-                telephone.putInCall(line);
+                telephone->getRecordingController()->getRecordingStateMachineCreateNewIfNeeded(line)->EVT_in_call(0);
             }
             answers += std::to_string(telephone->getCallRecordingOn(line));
             telephone.journal.take();
@@ -296,6 +309,26 @@ TEST(MediaRecordingService, HasOneInstanceBesideTheFactorys)
     MediaRecordingService::Destroy();
 }
 
+TEST(MediaRecordingService, LampThatItUpdatesDoesNotCrossWithAnotherThreads)
+{
+    Telephone telephone;
+    telephone.start("manual");
+    std::thread user;
+    telephone.keys.beforeLamp = [&] {
+        std::atomic<bool> started{false};
+        user = std::thread([&] {
+            started = true;
+            telephone->activateRecording("sip:1");
+        });
+        for (int turns = 1000; turns > 0 || !started; --turns) {
+            std::this_thread::yield();
+        }
+    };
+    telephone->featureKeyDefinitionChanged(1, PhysDefs::KEY_FUNCTION_CALL_RECORDING, true);
+    user.join();
+    EXPECT_EQ(telephone.journal.take().back(), LAMP_ON);
+}
+
 TEST(MediaRecordingService, EndsDuringADeliveryWithOthersWaiting)
 {
     Telephone telephone;
@@ -315,7 +348,7 @@ TEST(MediaRecordingService, EndsDuringADeliveryWithOthersWaiting)
     telephone.journal.take();
     opened.give();
     telephone.service.reset();
-    EXPECT_THAT(telephone.journal.take(), testing::Contains(LAMP_ON));  // the delivery's last step
+    EXPECT_THAT(telephone.journal.take(), Contains(LAMP_ON));  // the delivery's last step
     runtime::waitUntilIdle();
     EXPECT_THAT(telephone.journal.take(), ElementsAre());
 }

@@ -239,9 +239,7 @@ protected:
                 ", mediaSessionHandle=" + std::to_string(i) + ", recordedCallID=" + std::to_string(i);
             switch (pick(random, 9)) {
                 case 0:
-                case 1:
-                    handles.push_back(observer.LMSCreateSession(LINES[random() % LINES.size()], i));
-                    break;
+                case 1: handles.push_back(observer.LMSCreateSession(LINES[random() % LINES.size()], i)); break;
                 case 2:
                 case 3:
                     post("LMSEventAttached" + named + media + ")", [&] { observer.LMSEventAttached(handle, i, i); });
@@ -257,9 +255,7 @@ protected:
                              ", LMSErrorCode=" + std::to_string(i) + ")",
                          [&] { observer.LMSEventErrorStatus(handle, LMSErrorCode(i)); });
                     break;
-                default:
-                    post("LMSDestroySession" + named + ")", [&] { observer.LMSDestroySession(handle); });
-                    break;
+                default: post("LMSDestroySession" + named + ")", [&] { observer.LMSDestroySession(handle); }); break;
             }
         }
         return posted;
@@ -271,24 +267,12 @@ protected:
         for (int i = 0; i < operations; ++i) {
             const std::string& line = LINES[random() % LINES.size()];
             switch (pick(random, 6)) {
-                case 0:
-                    service->activateRecording(line);
-                    break;
-                case 1:
-                    service->deactivateRecording(line);
-                    break;
-                case 2:
-                    service->setLineStatus(line, ELineState(11), i, "sip:peer@far");
-                    break;
-                case 3:
-                    service->setLineStatus(line, ELineState(5), i, "");
-                    break;
-                case 4:
-                    service->setOriginatingLine(line);
-                    break;
-                default:
-                    service->featureKeyDefinitionChanged(i, PhysDefs::KEY_FUNCTION_CALL_RECORDING, false);
-                    break;
+                case 0: service->activateRecording(line); break;
+                case 1: service->deactivateRecording(line); break;
+                case 2: service->setLineStatus(line, ELineState(11), i, "sip:peer@far"); break;
+                case 3: service->setLineStatus(line, ELineState(5), i, ""); break;
+                case 4: service->setOriginatingLine(line); break;
+                default: service->featureKeyDefinitionChanged(i, PhysDefs::KEY_FUNCTION_CALL_RECORDING, false); break;
             }
         }
     }
@@ -300,12 +284,8 @@ protected:
             std::string unused;
             runtime::ManagementRecord record;
             switch (pick(random, 6)) {
-                case 0:
-                    service->setRecordingModeConfig(MODES[random() % MODES.size()], unused);
-                    break;
-                case 1:
-                    service->setRecorderAddressConfig("sip:recorder" + std::to_string(i), unused);
-                    break;
+                case 0: service->setRecordingModeConfig(MODES[random() % MODES.size()], unused); break;
+                case 1: service->setRecorderAddressConfig("sip:recorder" + std::to_string(i), unused); break;
                 case 2:
                     record.give("call-recording-audible-notification", std::to_string(i));
                     service->getRecordingConfigManager()->setData(record);
@@ -315,9 +295,7 @@ protected:
                     record.name("call-recorder-address");
                     EXPECT_TRUE(service->getRecordingConfigManager()->getData(record));
                     break;
-                default:
-                    management.bringBack();
-                    break;
+                default: management.bringBack(); break;
             }
         }
     }
@@ -452,21 +430,11 @@ private:
             }
             const int handle = i % 7;
             switch (i % 5) {
-                case 0:
-                    observer.LMSCreateSession(LINES[static_cast<std::size_t>(handle) % LINES.size()], i);
-                    break;
-                case 1:
-                    observer.LMSEventAttached(handle, i, i);
-                    break;
-                case 2:
-                    observer.LMSEventStreaming(handle, i, i);
-                    break;
-                case 3:
-                    observer.LMSEventErrorStatus(handle, LMSErrorCode(i));
-                    break;
-                default:
-                    observer.LMSDestroySession(handle);
-                    break;
+                case 0: observer.LMSCreateSession(LINES[static_cast<std::size_t>(handle) % LINES.size()], i); break;
+                case 1: observer.LMSEventAttached(handle, i, i); break;
+                case 2: observer.LMSEventStreaming(handle, i, i); break;
+                case 3: observer.LMSEventErrorStatus(handle, LMSErrorCode(i)); break;
+                default: observer.LMSDestroySession(handle); break;
             }
             ++m_posted;
         }

@@ -1,0 +1,165 @@
+// What happens when memory runs out.
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "Fakes.h"
+#include "MediaRecordingHelper.h"
+#include "RecordingConfigManager.h"
+#include "RecordingController.h"
+#include "RecordingSession.h"
+#include "RecordingStateMachine.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+
+// Of the calling thread's allocations, those of this size fail, and the one that comes after so many others.
+thread_local std::size_t failingSize = 0;
+thread_local int untilFailure = -1;
+
+}  // namespace
+
+// Not inlined: the compiler would take malloc and free for a mismatch with what the library allocates.
+__attribute__((noinline)) void* operator new(std::size_t size)
+{
+    if (size == failingSize || (untilFailure >= 0 && untilFailure-- == 0)) {
+        throw std::bad_alloc();
+    }
+    if (void* const memory = std::malloc(size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+__attribute__((noinline)) void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+namespace {
+
+class ShortOfMemory : public ::testing::Test {
+protected:
+    ShortOfMemory()
+    {
+        store.setDataItem(CALL_RECORDING_MODE_CONFIG, "allcalls");
+        journal.take();
+    }
+    ~ShortOfMemory() override
+    {
+        failingSize = 0;
+        untilFailure = -1;
+        MediaRecordingHelper::reset();
+    }
+
+    SvcRTEContext* contextWithManagement()
+    {
+        MediaRecordingHelper::reset();
+        context.services["LocalMgmtIfc"] = &management;
+        return &context;
+    }
+
+    Journal journal;
+    FakeManagement management{journal};
+    FakeContext context{journal};
+    FakeEventLayer eventLayer{journal};
+    RecordingConfigManager store{contextWithManagement()};
+    RecordingController controller{&eventLayer, &store};
+};
+
+TEST_F(ShortOfMemory, ALineWithoutMachineIsReportedAndItsSessionEndsAllTheSame)
+{
+    controller.isInCall("L");
+    store.getRecordingActivation("L");
+    LogCapture log(3);
+    failingSize = sizeof(RecordingStateMachine);
+    const int handle = controller.LMSCreateSession("L", 7);
+    failingSize = 0;
+    controller.LMSEventAttached(handle, 1, 7);
+    controller.LMSEventStreaming(handle, 1, 7);
+    controller.LMSEventNotStreaming(handle);
+    controller.LMSEventErrorStatus(handle, LMSErrorCode(5));
+    controller.LMSDestroySession(handle);
+    controller.LMSDestroySession(handle);
+
+    EXPECT_EQ(handle, 1);
+    const std::string from = "2 RecordingController: ";
+    EXPECT_THAT(
+        log.take(),
+        ElementsAre(
+            from + "Allocation of new recording state machine failed for lineURI = L.",
+            from + "Cannot make call to  m_stateMachines[lineURI=\"L\"]->EVT_activate(). State machine "
+                   "associated with lineURI equals NULL!",
+            from + "Cannot make call to  m_stateMachines[lineURI=\"L\"]->EVT_in_call(mrsID==1). State machine "
+                   "associated with lineURI equals NULL!",
+            from + "LMSEventAttached(): no machine associated with lineURI = L, machine->EVT_attached() not called",
+            from + "LMSEventStreaming: lineURI = L has no associated state machine",
+            from + "LMSEventNotStreaming(): lineURI == L has no associated state machine",
+            from + "LMSEventErrorStatus(): lineURI == L has no associated state machine",
+            from + "LMSDestroySession(): no machine associated with lineURI = L, machine->EVT_not_in_call() not called",
+            from + "LMSDestroySession: session with handle==1 not found. Couldn't call destroySession."));
+    EXPECT_FALSE(store.getRecordingActivation("L"));
+    EXPECT_EQ(controller.LMSCreateSession("L", 8), 2);
+    EXPECT_TRUE(controller.isInCall("L"));
+}
+
+TEST_F(ShortOfMemory, ARequestWithoutMachineIsReported)
+{
+    store.setDataItem(CALL_RECORDING_MODE_CONFIG, "manual");
+    controller.isInCall("L");
+    store.getRecordingActivation("L");
+    LogCapture log(2);
+    failingSize = sizeof(RecordingStateMachine);
+    controller.activateRecording("L");
+    EXPECT_EQ(controller.getRecordingStateMachineCreateNewIfNeeded("L"), nullptr);
+    failingSize = 0;
+    EXPECT_THAT(log.take(),
+                ElementsAre("2 RecordingController: activateRecording(lineURI=L): Cannot make call to  "
+                            "m_stateMachines[lineURI=\"L\"]->EVT_activate(). State machine associated with lineURI "
+                            "equals NULL!"));
+    EXPECT_TRUE(store.getRecordingActivation("L"));
+}
+
+TEST_F(ShortOfMemory, ACallWithoutSessionIsAnsweredWithNoHandle)
+{
+    controller.LMSDestroySession(controller.LMSCreateSession("L", 6));
+    journal.take();
+    LogCapture log(3);
+    failingSize = sizeof(RecordingSession);
+    EXPECT_EQ(controller.LMSCreateSession("L", 7), 0);
+    failingSize = 0;
+    EXPECT_THAT(log.take(), ::testing::Contains("2 RecordingController: LMSCreateSession: session==NULL. Session "
+                                                "parameters (lineURI, callID) not set."));
+}
+
+TEST_F(ShortOfMemory, NoOperationThrowsWhicheverAllocationFails)
+{
+    const std::string line = "sip:a-line-with-a-long-name@office";
+    const Lines lines = {line, line + "1", line + "2"};
+    for (int allocations = 0; allocations < 200; ++allocations) {
+        untilFailure = allocations;
+        const int handle = controller.LMSCreateSession(lines[static_cast<std::size_t>(allocations) % 3], 7);
+        controller.LMSEventAttached(handle, 12, 7);
+        controller.LMSEventNotStreaming(handle);
+        controller.setLineStatus("", ELineState(11), 7, "");
+        controller.activateRecording(line);
+        controller.dumpStateMachines();
+        store.setDataItem(CALL_RECORDER_ADDRESS_CONFIG, line);
+        untilFailure = -1;
+        controller.LMSDestroySession(handle);
+    }
+    store.setDataItem(CALL_RECORDER_ADDRESS_CONFIG, line);
+    journal.take();
+    const int handle = controller.LMSCreateSession("L", 7);
+    EXPECT_THAT(journal.take(), ::testing::Contains("attach(" + std::to_string(handle) + ", " + line + ")"));
+}
+
+}  // namespace
