@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <list>
 #include <map>
@@ -152,11 +153,15 @@ struct FakeMediaControl : Executable, MediaControlServiceIfc {
     explicit FakeMediaControl(Journal& events) : journal(events) {}
     bool setDirection(int handle, int stream, MediaDirection direction) override
     {
+        if (beforeDirection) {
+            beforeDirection();
+        }
         journal.call("media", handle, stream, static_cast<int>(direction));
         return answer;
     }
 
     Journal& journal;
+    std::function<void()> beforeDirection;
     bool answer = true;
 };
 
@@ -174,10 +179,16 @@ struct FakeKeys : Executable, PhysicalInterfaceServiceIfc {
     explicit FakeKeys(Journal& events) : journal(events) {}
     void setFPKLamp(PhysDefs::keyFunctionType key, PhysDefs::lampStateType state, int a, int b) override
     {
+        if (beforeLamp) {
+            beforeLamp();
+        }
+        lampOn = state == PhysDefs::LAMP_ON;
         journal.call("lamp", static_cast<int>(key), static_cast<int>(state), a, b);
     }
 
     Journal& journal;
+    std::atomic<bool> lampOn{false};
+    std::function<void()> beforeLamp;
 };
 
 struct FakeContext : Context {

@@ -86,32 +86,6 @@ TEST(LMSEventDispatcher, DeliversEveryKindWithItsFieldsOnItsOwnThreadInOrder)
     EXPECT_EQ(observer.thread, &dispatcher);
 }
 
-TEST(LMSEventDispatcher, KeepsTheOrderOfEachOfManyPosters)
-{
-    FakeObserver observer;
-    LMSEventDispatcher dispatcher(&observer);
-    Journal expected;
-    std::vector<std::thread> posters;
-    for (const int poster : {1, 2, 3}) {
-        posters.emplace_back([&dispatcher, poster] {
-            for (int i = 0; i < 1000; ++i) {
-                dispatcher.LMSEventAttached(poster, i, 0);
-            }
-        });
-        for (int i = 0; i < 1000; ++i) {
-            expected.call("attached", poster, i, 0);
-        }
-    }
-    for (std::thread& poster : posters) {
-        poster.join();
-    }
-    runtime::waitUntilIdle();
-    Lines delivered = observer.journal.take();
-    std::stable_sort(delivered.begin(), delivered.end(),
-                     [](const std::string& a, const std::string& b) { return a[9] < b[9]; });
-    EXPECT_TRUE(delivered == expected.take());
-}
-
 TEST(LMSEventDispatcher, DestructionFinishesTheDeliveryAndDropsTheRest)
 {
     const Lines all = {"destroy(1)", "finished()", "destroy(2)", "destroy(3)", "destroy(4)"};

@@ -287,53 +287,17 @@ TEST(RecordingStateMachine, WarnsAndMakesNoCallAfterAStateThatDoesNotLeadToItsNe
     }
 }
 
-TEST(RecordingStateMachine, TracesEachStepInOrder)
+TEST(RecordingStateMachine, MakesNoTransitionFromTheIllegalState)
 {
     Line line;
-    std::ostringstream address;
-    address << &line.machine;
-    const auto executed = [&](const std::string& mrsID, const Event& event) {
-        return "6 RecordingStateMachine(this=" + address.str() + ", mrsID=" + mrsID +
-               ")::ExecuteAction(event=" + event.name + "): current state = ";
-    };
-    const auto expectTraces = [&](const Event& event, int from, int to, const Lines& ofAction) {
-        const std::string mrsID = from == IDLE ? "0" : "1";
-        Lines expected{"5 getState(): returning state " + std::to_string(from),
-                       "5 setState(state = " + std::to_string(to) + ")",
-                       executed(mrsID, event) + STATES[from] + "; new state = " + STATES[to]};
-        expected.insert(expected.end(), ofAction.begin(), ofAction.end());
-        line.traces.clear();
-        event.raise(line.machine);
-        EXPECT_EQ(line.traces, expected);
-    };
-    const std::string on = "6 setMediaSessionDirection(dir=sendonly) ";
-    const std::string off = "6 setMediaSessionDirection(dir=inactive) ";
-    const std::string unlock = "6 callDatasetSynchronizationLock(lock = false) ";
-    const auto status = [](const std::string& text) { return "5 sendRecordingStatus(status = content_" + text + ")"; };
-
-    expectTraces(ACTIVATE, IDLE, ACTIVE, {"5 ACT_activated"});
-    expectTraces(IN_CALL, ACTIVE, REQUESTED,
-                 {"5 ACT_attach_requested", "6 callDatasetSynchronizationLock(lock = true) "});
-    expectTraces(ATTACHED, REQUESTED, STREAMING, {"5 ACT_streaming", on, status("callrecording_OnFirstTime")});
-    expectTraces(DESELECTED, STREAMING, AWAY, {"5 ACT_line_deselected", off, status("feature_off")});
-    expectTraces(SELECTED, AWAY, STREAMING, {"5 ACT_streaming", on, status("feature_on")});
-    expectTraces(DONT_STREAM, STREAMING, SILENT, {"5 ACT_non_streaming", off, status("feature_off")});
-    expectTraces(ERROR, SILENT, FAILED, {"5 ACT_error", off, unlock, status("feature_off"), status("common_failed")});
-    expectTraces(DEACTIVATE, FAILED, CALL, {"5 ACT_in_call", unlock});
-    expectTraces(NOT_IN_CALL, CALL, IDLE, {"5 ACT_idle"});
-
-    line.traces.clear();
-    line.after({STREAM});
-    const std::string idle = "MRS_STA_IDLE; new state = ILLEGAL_STATE; no transition made";
-    EXPECT_THAT(line.traces,
-                ElementsAre("5 getState(): returning state 1", executed("1", STREAM) + idle, "5 ACT_no_action"));
     line.machine.setState(ILLEGAL);
     for (const Event& event : EVENTS) {
         line.traces.clear();
         EXPECT_EQ(line.after({event}), NOTHING);
-        EXPECT_THAT(line.traces,
-                    ElementsAre("5 getState(): returning state 0",
-                                executed("1", event) + "ILLEGAL_STATE; no transition made", "5 ACT_no_action"));
+        EXPECT_THAT(line.traces, ElementsAre("5 getState(): returning state 0",
+                                             testing::EndsWith("::ExecuteAction(event=" + event.name +
+                                                               "): current state = ILLEGAL_STATE; no transition made"),
+                                             "5 ACT_no_action"));
         EXPECT_EQ(line.machine.dump(), dumped(ILLEGAL, event, IDLE));
     }
 }

@@ -95,28 +95,6 @@ struct Management : Executable, LocalMgmtIfc {
     std::atomic<int> published{0};
 };
 
-struct MediaControl : Executable, MediaControlServiceIfc {
-    bool setDirection(int, int, MediaDirection) override
-    {
-        dawdle();
-        return true;
-    }
-};
-
-struct Communications : Executable, CommunicationsServiceEventIfc {
-    void callRecordingStatus(const std::string&, int, const std::string&) override { dawdle(); }
-};
-
-struct Keys : Executable, PhysicalInterfaceServiceIfc {
-    void setFPKLamp(PhysDefs::keyFunctionType, PhysDefs::lampStateType state, int, int) override
-    {
-        dawdle();
-        lampOn = state == PhysDefs::LAMP_ON;
-    }
-
-    std::atomic<bool> lampOn{false};
-};
-
 struct CallControl : CSfi, SfiRecordingController {
     void attachRecSession(int mrsID, const std::string&) override { perform("attach", mrsID); }
     void detachRecSession(int mrsID) override { perform("detach", mrsID); }
@@ -200,6 +178,8 @@ protected:
                             {"MediaControlServiceIfc", &mediaControl},
                             {"CommunicationsServiceEventIfc", &communications},
                             {"PhysicalInterfaceServiceIfc", &keys}};
+        mediaControl.beforeDirection = dawdle;
+        keys.beforeLamp = dawdle;
         runtime::setCallControl(&callControl);
         start();
     }
@@ -322,9 +302,9 @@ protected:
     Journal journal;
     FakeContext context{journal};
     Management management;
-    MediaControl mediaControl;
-    Communications communications;
-    Keys keys;
+    FakeMediaControl mediaControl{journal};
+    FakeCommunications communications{journal};
+    FakeKeys keys{journal};
     CallControl callControl;
     MediaRecordingService* service = nullptr;
 };
