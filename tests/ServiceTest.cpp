@@ -186,46 +186,6 @@ TEST(MediaRecordingService, TellsWhetherRecordingIsOn)
     }
 }
 
-TEST(MediaRecordingService, FollowsChangesOfModeMobilityAndFunctionKeys)
-{
-    Telephone telephone;
-    telephone.start("manual");
-    telephone->activateRecording("sip:1");
-    telephone.journal.take();
-    const std::string key = TarnTags::FUNCTION_KEY_ID;
-    for (const char* number : {"56", " +56", "56x"}) {
-        EXPECT_THAT(telephone.changed(key + "-7", number), ElementsAre(LAMP_ON));
-    }
-    for (const char* number : {"57", "560", "x56", "", "-56"}) {
-        EXPECT_THAT(telephone.changed(key, number), ElementsAre());
-    }
-    EXPECT_THAT(telephone.changed("a " + key, "56"), ElementsAre());
-    EXPECT_THAT(telephone.changed("mobility-user-data-update", "56"), ElementsAre(LAMP_ON));
-    EXPECT_THAT(telephone.changed("call-recorder-address", "56"), ElementsAre());
-    EXPECT_THAT(telephone.changed("call-recording-mode", "allcalls"), ElementsAre("mode(allcalls)", LAMP_ON));
-    EXPECT_EQ(telephone->getRecordingMode(), "manual");
-    EXPECT_THAT(telephone.changed("call-recording-mode", "manual"),
-                ElementsAre("publish(call-recording-active, call-recording-active, sip:1;false)", LAMP_OFF,
-                            "mode(manual)", LAMP_OFF));
-    runtime::setLogLevel(5);
-    telephone->featureKeyDefinitionChanged(3, PhysDefs::keyFunctionType(55), true);
-    EXPECT_THAT(telephone.journal.take(),
-                ElementsAre("log(5, featureKeyDefinitionChanged(keyIndex = 3, keyFunction = 55))"));
-    telephone->featureKeyDefinitionChanged(4, PhysDefs::KEY_FUNCTION_CALL_RECORDING, false);
-    EXPECT_THAT(telephone.journal.take(),
-                ElementsAre("log(5, featureKeyDefinitionChanged(keyIndex = 4, keyFunction = 56))",
-                            "log(5, getCallRecordingOn(line = sip:1))",
-                            "log(5, updateCallRecordingFPKLamp() recordingOn = false)", LAMP_OFF));
-    // Each id of a record by itself, in order; one without a value has none.
-    runtime::setLogLevel(3);
-    runtime::ManagementRecord record;
-    record.give("call-recording-mode", "56");
-    record.name("function-key-id-1");
-    record.name("mobility-user-data-update");
-    telephone->dataChangedEvent(record);
-    EXPECT_THAT(telephone.journal.take(), ElementsAre("mode(56)", LAMP_OFF, LAMP_OFF));
-}
-
 TEST(MediaRecordingService, BeforeItsStartItAnswersFallbacksAndDoesNothing)
 {
     Telephone telephone;
@@ -264,22 +224,6 @@ TEST(MediaRecordingService, BeforeItsStartItAnswersFallbacksAndDoesNothing)
                 telephone->setRecordingAudibleNotificationConfig("tone", untouched));
     EXPECT_EQ(untouched, "untouched");
     EXPECT_THAT(configuration(), ElementsAre("update", "disabled", "", "off", "mode", "rec", "tone"));
-}
-
-TEST(MediaRecordingService, ForwardsRequestsWithTheirArguments)
-{
-    Telephone telephone;
-    telephone.start("manual");
-    LogCapture log(5);
-    telephone->activateRecording("sip:1");
-    telephone->deactivateRecording("sip:2");
-    telephone->setOriginatingLine("sip:3");
-    telephone->setLineStatus("sip:4", ELineState{2}, 8, "sip:r");
-    EXPECT_THAT(log.take(), testing::IsSupersetOf({"5 RecordingController: activateRecording(lineURI=sip:1)",
-                                                   "5 RecordingController: deactivateRecording(lineURI=sip:2)",
-                                                   "5 RecordingController: setOriginatingLine( uri = \"sip:3\" )",
-                                                   "5 RecordingController: setLineStatus(uri = \"sip:4\", state = 2, "
-                                                   "callid=8, remoteURI=sip:r)"}));
 }
 
 TEST(MediaRecordingService, HasOneInstanceBesideTheFactorys)

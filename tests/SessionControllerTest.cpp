@@ -124,25 +124,3 @@ TEST(RecordingSessionController, RefusesASessionWhenEveryHandleIsInUseAndNeverHa
     EXPECT_EQ(table.sessions.createSession(), 3) << "round once more";
     EXPECT_THAT(log.take(), ElementsAre());
 }
-
-TEST(RecordingSessionController, TracesEachOperation)
-{
-    LogCapture log(LOG_LEVEL_DETAIL);
-    Table table;
-    const std::string component = "5 RecordingSessionController: ";
-    table.sessions.createSession();
-    EXPECT_THAT(log.take(),
-                ElementsAre(component + "createSession()", component + "storeSession( handle = 1, session )",
-                            component + "createSession(): created session handle 1"));
-    std::ostringstream found;
-    found << component << "getSession: tmpSession = " << table.sessions.getSession(1) << "\n";
-    EXPECT_THAT(log.take(), ElementsAre(component + "getSession(handle=1)", found.str()));
-    table.sessions.setDirection(1, "sendonly");
-    EXPECT_THAT(log.take(), ElementsAre(component + "setDirection(handle=1, direction=sendonly)",
-                                        component + "getSession(handle=1)", found.str()));
-    table.sessions.destroySession(2);
-    EXPECT_THAT(log.take(), ElementsAre(component + "destroySession(handle=2)", component + "getSession(handle=2)",
-                                        component + "getSession: tmpSession = (nil)\n",
-                                        "3 RecordingSessionController: Invalid MediaSession requested: 2"));
-    EXPECT_THAT(log.sources(), testing::Each("./src/RecordingSessionController"));
-}
