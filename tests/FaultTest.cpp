@@ -34,6 +34,15 @@ __attribute__((noinline)) void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
+__attribute__((noinline)) void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 __attribute__((noinline)) void operator delete(void* memory) noexcept
 {
     std::free(memory);
