@@ -74,49 +74,7 @@ struct Store : Telephone, RecordingConfigManager {
     }
 };
 
-template <typename Fake, typename Ifc>
-void findsOnceAndKeeps(Ifc* (*lookUp)(SvcRTEContext&), const std::string& name, bool twoMessages = false)
-{
-    SCOPED_TRACE(name);
-    Telephone phone(false);
-    LogCapture log(LOG_LEVEL_DETAIL);
-    const Lines asked{"getService(" + name + ")"};
-    const Lines wrongType{"2 MediaRecordingHelper: Service returned by context is not " + name};
-    Lines notFound{"2 MediaRecordingHelper: Cannot find " + name};
-    if (twoMessages) {
-        notFound.push_back(wrongType[0]);
-    }
-    EXPECT_EQ(lookUp(phone.context), nullptr);
-    EXPECT_EQ(log.take(), notFound);
-    Executable other;
-    phone.context.services[name] = &other;
-    EXPECT_EQ(lookUp(phone.context), nullptr);
-    EXPECT_EQ(log.take(), wrongType);
-    EXPECT_THAT(log.sources(), testing::Each("./src/MediaRecordingHelper"));
-    EXPECT_EQ(phone.journal.take(), Lines({asked[0], asked[0]}));
-
-    Fake service(phone.journal);
-    phone.context.services[name] = &service;
-    for (int round = 1; round <= 2; ++round) {
-        EXPECT_EQ(lookUp(phone.context), &service);
-        EXPECT_EQ(phone.journal.take(), asked);
-        EXPECT_EQ(lookUp(phone.context), &service);
-        EXPECT_EQ(phone.journal.take(), Lines());
-        MediaRecordingHelper::reset();
-    }
-    EXPECT_EQ(log.take(), Lines());
-}
-
 }  // namespace
-
-TEST(MediaRecordingHelper, KeepsWhatItFoundUntilResetAndAsksAgainForWhatItDidNot)
-{
-    using Helper = MediaRecordingHelper;
-    findsOnceAndKeeps<FakeKeys>(&Helper::getPhysicalInterfaceServiceIfc, "PhysicalInterfaceServiceIfc");
-    findsOnceAndKeeps<FakeCommunications>(&Helper::getCommunicationsServiceEventIfc, "CommunicationsServiceEventIfc");
-    findsOnceAndKeeps<FakeMediaControl>(&Helper::getMediaControlServiceIfc, "MediaControlServiceIfc");
-    findsOnceAndKeeps<FakeManagement>(&Helper::getLocalMgmtIfc, "LocalMgmtIfc", true);
-}
 
 TEST(RecordingConfigManager, PublishesEveryChangeAndLetsASettingDriveItsValueInForce)
 {

@@ -428,7 +428,7 @@ private:
 
 TEST_F(StressedTelephone, ShutsDownWithFullQueuesDuringADelivery)
 {
-    for (int round = 0; round < 150; ++round) {
+    for (int round = 0; round < 300; ++round) {
         Posters posters(*callControl.observer);
         RecordingController& controller = *service->getRecordingController();
         {
@@ -447,7 +447,7 @@ TEST_F(StressedTelephone, ShutsDownWithFullQueuesDuringADelivery)
 
 TEST_F(StressedTelephone, ShutsDownWithAWorkerInASlowRequestWhileCallControlStillPosts)
 {
-    for (int round = 0; round < 150; ++round) {
+    for (int round = 0; round < 200; ++round) {
         Semaphore inRequest(0, 1, false);
         Semaphore stopping(0, 1, false);
         std::atomic<bool> first{true};
