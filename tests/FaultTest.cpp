@@ -9,15 +9,15 @@
 #include "MediaRecordingHelper.h"
 #include "RecordingConfigManager.h"
 #include "RecordingController.h"
-#include "RecordingSession.h"
 #include "RecordingStateMachine.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 
-// Of the calling thread's allocations, those of this size fail, and the one that comes after so many others.
-thread_local std::size_t failingSize = 0;
+// Of the calling thread's allocations, those that report failure without throwing fail, and the one that comes after so
+// many others.
+thread_local bool failing = false;
 thread_local int untilFailure = -1;
 
 }  // namespace
@@ -25,7 +25,7 @@ thread_local int untilFailure = -1;
 // Not inlined: the compiler would take malloc and free for a mismatch with what the library allocates.
 __attribute__((noinline)) void* operator new(std::size_t size)
 {
-    if (size == failingSize || (untilFailure >= 0 && untilFailure-- == 0)) {
+    if (untilFailure >= 0 && untilFailure-- == 0) {
         throw std::bad_alloc();
     }
     if (void* const memory = std::malloc(size)) {
@@ -36,11 +36,7 @@ __attribute__((noinline)) void* operator new(std::size_t size)
 
 __attribute__((noinline)) void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    try {
-        return operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return failing ? nullptr : std::malloc(size);
 }
 
 __attribute__((noinline)) void operator delete(void* memory) noexcept
@@ -64,7 +60,7 @@ protected:
     }
     ~ShortOfMemory() override
     {
-        failingSize = 0;
+        failing = false;
         untilFailure = -1;
         MediaRecordingHelper::reset();
     }
@@ -89,9 +85,9 @@ TEST_F(ShortOfMemory, ALineWithoutMachineIsReportedAndItsSessionEndsAllTheSame)
     controller.isInCall("L");
     store.getRecordingActivation("L");
     LogCapture log(3);
-    failingSize = sizeof(RecordingStateMachine);
+    failing = true;
     const int handle = controller.LMSCreateSession("L", 7);
-    failingSize = 0;
+    failing = false;
     controller.LMSEventAttached(handle, 1, 7);
     controller.LMSEventStreaming(handle, 1, 7);
     controller.LMSEventNotStreaming(handle);
@@ -126,10 +122,10 @@ TEST_F(ShortOfMemory, ARequestWithoutMachineIsReported)
     controller.isInCall("L");
     store.getRecordingActivation("L");
     LogCapture log(2);
-    failingSize = sizeof(RecordingStateMachine);
+    failing = true;
     controller.activateRecording("L");
     EXPECT_EQ(controller.getRecordingStateMachineCreateNewIfNeeded("L"), nullptr);
-    failingSize = 0;
+    failing = false;
     EXPECT_THAT(log.take(),
                 ElementsAre("2 RecordingController: activateRecording(lineURI=L): Cannot make call to  "
                             "m_stateMachines[lineURI=\"L\"]->EVT_activate(). State machine associated with lineURI "
@@ -142,9 +138,8 @@ TEST_F(ShortOfMemory, ACallWithoutSessionIsAnsweredWithNoHandle)
     controller.LMSDestroySession(controller.LMSCreateSession("L", 6));
     journal.take();
     LogCapture log(3);
-    failingSize = sizeof(RecordingSession);
+    untilFailure = 0;
     EXPECT_EQ(controller.LMSCreateSession("L", 7), 0);
-    failingSize = 0;
     EXPECT_THAT(log.take(), ::testing::Contains("2 RecordingController: LMSCreateSession: session==NULL. Session "
                                                 "parameters (lineURI, callID) not set."));
 }
