@@ -26,7 +26,7 @@ struct AsynchronousEventData {
 
 /// Performs attach and detach requests towards call control on one thread for the whole process, one at a time, in
 /// the order in which they were queued. Requesters, on any thread, never wait and never learn the outcome.
-class AsynchronousEventThread : public Threadable {
+class AsynchronousEventThread final : public Threadable {
 public:
     /// Stops nothing: terminate() comes first.
     ~AsynchronousEventThread() override;

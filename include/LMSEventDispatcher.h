@@ -16,7 +16,7 @@ struct RecordQueue;
 ///
 /// Any number of threads may post; none waits for a delivery. The observer, not owned, is called outside the queue's
 /// lock and may post itself; it must stand a session's creation while an event is delivered to it.
-class LMSEventDispatcher : public LMSEventObserverIfc, public Threadable {
+class LMSEventDispatcher final : public LMSEventObserverIfc, public Threadable {
 public:
     enum LMSEventType : int {
         LMS_DESTROY_SESSION = 0,

@@ -69,6 +69,12 @@ public:
     /// The machine and its session on one line.
     std::string dump() const;
 
+    /// The machine's tables, for whoever draws or checks them: the state that an event leads to, ILLEGAL_STATE for
+    /// none, and the names. The arguments are of the two enumerations.
+    static int nextState(int state, int event);
+    static const char* stateName(int state);
+    static const char* eventName(int event);
+
 private:
     using Action = void (RecordingStateMachine::*)(int event);
 

@@ -74,6 +74,9 @@ void LMSEventDispatcher::post(const LMSEventData& data)
 void LMSEventDispatcher::process(LMSEventData* data)
 {
     std::unique_ptr<LMSEventData> record(data);
+    if (record == nullptr) {
+        return;
+    }
     contained(COMPONENT, SOURCE, "process", [&] { queue().append(std::move(record)); });
 }
 

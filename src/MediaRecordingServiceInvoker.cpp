@@ -1,7 +1,9 @@
 #include "MediaRecordingServiceInvoker.h"
 
+#include <cstring>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "Executable.h"
 #include "InvokerResponse.h"
@@ -14,35 +16,43 @@ namespace {
 constexpr const char* COMPONENT = "MediaRecordingServiceInvoker";
 constexpr const char* SOURCE = "./src/MediaRecordingServiceInvoker";
 
-std::string decoded(std::string argument)
+constexpr const char* INVALID_MESSAGE = "Invalid message received";
+
+using Operation = void (MediaRecordingServiceIfc::*)(const std::string& lineURI);
+
+/// Calls the operation with the decoded argument. What fails in it does not show in the answer.
+void call(MediaRecordingServiceIfc& service, Operation operation, const char* argument)
 {
-    std::string lineURI;
-    Serializer::deserialize(argument, lineURI, false);
-    return lineURI;
+    contained(COMPONENT, SOURCE, "handleMessage", [&] {
+        std::string serialised = argument;
+        std::string lineURI;
+        Serializer::deserialize(serialised, lineURI, false);
+        (service.*operation)(lineURI);
+    });
 }
 
 /// Does what the message asks for and returns the answer.
-const char* handle(Executable* executable, const std::string& message)
+const char* handle(Executable* executable, const char* message)
 {
     auto* const service = dynamic_cast<MediaRecordingServiceIfc*>(executable);
     if (service == nullptr) {
         MRS_LOG(LOG_LEVEL_ERROR, "MediaRecordingServiceInvoker - couldn't find MediaRecordingServiceIfc");
         return "MediaRecordingServiceIfc not found";
     }
-    const std::size_t colon = message.find(':');
-    if (colon != std::string::npos) {
-        const std::string command = message.substr(0, colon);
-        const std::string argument = message.substr(colon + 1);
-        if (command == "activateRecording") {
-            service->activateRecording(decoded(argument));
-            return "activateRecordingReturn:";
-        }
-        if (command == "deactivateRecording") {
-            service->deactivateRecording(decoded(argument));
-            return "deactivateRecordingReturn:";
-        }
+    const char* const colon = std::strchr(message, ':');
+    if (colon == nullptr) {
+        return INVALID_MESSAGE;
     }
-    return "Invalid message received";
+    const std::string_view command(message, static_cast<std::size_t>(colon - message));
+    if (command == "activateRecording") {
+        call(*service, &MediaRecordingServiceIfc::activateRecording, colon + 1);
+        return "activateRecordingReturn:";
+    }
+    if (command == "deactivateRecording") {
+        call(*service, &MediaRecordingServiceIfc::deactivateRecording, colon + 1);
+        return "deactivateRecordingReturn:";
+    }
+    return INVALID_MESSAGE;
 }
 
 }  // namespace
@@ -61,8 +71,7 @@ void MediaRecordingServiceInvoker::handleMessage(Executable* executable, const c
                                                  InvokerResponse* response)
 {
     MRS_LOG(LOG_LEVEL_INFO, "handleMessage: %s\n", message);
-    const char* const reply = contained(COMPONENT, SOURCE, "handleMessage", "Invalid message received",
-                                        [&] { return handle(executable, message); });
-    response->setResponseText(reply, static_cast<int>(std::char_traits<char>::length(reply)));
+    const char* const reply = handle(executable, message);
+    response->setResponseText(reply, static_cast<int>(std::strlen(reply)));
     response->finish();
 }

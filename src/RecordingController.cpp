@@ -90,10 +90,10 @@ int RecordingController::LMSCreateSession(const std::string& lineURI, int callID
 
         RecordingStateMachine*& machine = m_stateMachines[lineURI];
         if (machine == nullptr) {
-            MRS_LOG(LOG_LEVEL_DETAIL,
-                    "sessionCreated(mrsID = %d): m_stateMachines[lineURI=%s] not found, instantiating new state "
-                    "machine.",
-                    mrsID, lineURI.c_str());
+            MRS_LOG(
+                LOG_LEVEL_DETAIL,
+                "sessionCreated(mrsID = %d): m_stateMachines[lineURI=%s] not found, instantiating new state machine.",
+                mrsID, lineURI.c_str());
             machine = newMachine();
             if (machine == nullptr) {
                 MRS_LOG(LOG_LEVEL_ERROR, "Allocation of new recording state machine failed for lineURI = %s.",
@@ -106,19 +106,19 @@ int RecordingController::LMSCreateSession(const std::string& lineURI, int callID
             if (machine != nullptr) {
                 machine->EVT_activate();
             } else {
-                MRS_LOG(LOG_LEVEL_ERROR,
-                        "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine "
-                        "associated with lineURI equals NULL!",
-                        lineURI.c_str());
+                MRS_LOG(
+                    LOG_LEVEL_ERROR,
+                    "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine associated with lineURI equals NULL!",
+                    lineURI.c_str());
             }
         }
         if (machine != nullptr) {
             machine->EVT_in_call(mrsID);
         } else {
-            MRS_LOG(LOG_LEVEL_ERROR,
-                    "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_in_call(mrsID==%d). State machine "
-                    "associated with lineURI equals NULL!",
-                    lineURI.c_str(), mrsID);
+            MRS_LOG(
+                LOG_LEVEL_ERROR,
+                "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_in_call(mrsID==%d). State machine associated with lineURI equals NULL!",
+                lineURI.c_str(), mrsID);
         }
         m_eventLayer->updateCallRecordingFPKLamp();
         dump();
@@ -231,11 +231,10 @@ void RecordingController::LMSEventErrorStatus(int mrsID, LMSErrorCode errorCode)
         MRS_LOG(LOG_LEVEL_TRACE, "%s(mrsID = %d, LMSErrorCode=%d)", "LMSEventErrorStatus", mrsID, errorCode);
         RecordingSession* const session = m_recSessionController->getSession(mrsID);
         if (session == nullptr) {
-            MRS_LOG(LOG_LEVEL_WARNING,
-                    "%s(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL; Couldn't "
-                    "process LMSEventErrorStatus. This is either en error, or the session doesn't exist any more, in "
-                    "which case the event is validly ignored.",
-                    "LMSEventErrorStatus", mrsID);
+            MRS_LOG(
+                LOG_LEVEL_WARNING,
+                "%s(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL; Couldn't process LMSEventErrorStatus. This is either en error, or the session doesn't exist any more, in which case the event is validly ignored.",
+                "LMSEventErrorStatus", mrsID);
             return;
         }
         if (RecordingStateMachine* const machine = m_stateMachines[session->lineURI]) {
@@ -257,10 +256,10 @@ bool RecordingController::activated(const std::string& lineURI)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "%s(lineURI = %s)", "getCallRecordingActivated", lineURI.c_str());
     if (m_configManager == nullptr) {
-        MRS_LOG(LOG_LEVEL_WARNING,
-                "%s: m_configManager == NULL couldn't m_configManager->getRecordingActivation(lineURI); trying to "
-                "behave, therefore returning default value 'false'",
-                "getCallRecordingActivated");
+        MRS_LOG(
+            LOG_LEVEL_WARNING,
+            "%s: m_configManager == NULL couldn't m_configManager->getRecordingActivation(lineURI); trying to behave, therefore returning default value 'false'",
+            "getCallRecordingActivated");
         return false;
     }
     return m_configManager->getRecordingActivation(lineURI);
@@ -290,10 +289,10 @@ bool RecordingController::userControllable(const std::string& line)
     if (RecordingStateMachine* const machine = m_stateMachines[line]) {
         inCall = machine->getSessionInCall();
     } else {
-        MRS_LOG(LOG_LEVEL_WARNING,
-                "%s: machine (= m_stateMachines[line==%s]) == NULLcouldn't inCall = machine->getSessionInCall(); using "
-                "default value 'false'",
-                "getCallRecordingUserControllable", line.c_str());
+        MRS_LOG(
+            LOG_LEVEL_WARNING,
+            "%s: machine (= m_stateMachines[line==%s]) == NULLcouldn't inCall = machine->getSessionInCall(); using default value 'false'",
+            "getCallRecordingUserControllable", line.c_str());
     }
     const std::string mode = recordingMode();
     MRS_LOG(LOG_LEVEL_DETAIL, "%s(): m_recordingMode = %s; inCall = %d", "getCallRecordingUserControllable",
@@ -370,10 +369,10 @@ void RecordingController::activateRecording(const std::string& lineURI)
         if (RecordingStateMachine* const machine = machineCreatedIfNeeded("activateRecording", lineURI)) {
             machine->EVT_activate();
         } else {
-            MRS_LOG(LOG_LEVEL_ERROR,
-                    "%s(lineURI=%s): Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State "
-                    "machine associated with lineURI equals NULL!",
-                    "activateRecording", lineURI.c_str(), lineURI.c_str());
+            MRS_LOG(
+                LOG_LEVEL_ERROR,
+                "%s(lineURI=%s): Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine associated with lineURI equals NULL!",
+                "activateRecording", lineURI.c_str(), lineURI.c_str());
         }
         dump();
     });
@@ -400,10 +399,10 @@ void RecordingController::deactivate(const std::string& lineURI)
     if (RecordingStateMachine* const machine = m_stateMachines[lineURI]) {
         machine->EVT_deactivate();
     } else {
-        MRS_LOG(LOG_LEVEL_ERROR,
-                "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_deactivate(). State machine associated with "
-                "lineURI equals NULL!",
-                lineURI.c_str());
+        MRS_LOG(
+            LOG_LEVEL_ERROR,
+            "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_deactivate(). State machine associated with lineURI equals NULL!",
+            lineURI.c_str());
     }
     dump();
 }

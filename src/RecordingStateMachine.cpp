@@ -148,18 +148,18 @@ RecordingStateMachine::Action RecordingStateMachine::ExecuteAction(int event)
     const int current = getState();
     m_previousEvent = eventNames[event];
     if (current == ILLEGAL_STATE) {
-        MRS_LOG(LOG_LEVEL_DETAIL,
-                "RecordingStateMachine(this=%p, mrsID=%d)::ExecuteAction(event=%s): current state = ILLEGAL_STATE; no "
-                "transition made",
-                static_cast<void*>(this), m_mrsID, eventNames[event]);
+        MRS_LOG(
+            LOG_LEVEL_DETAIL,
+            "RecordingStateMachine(this=%p, mrsID=%d)::ExecuteAction(event=%s): current state = ILLEGAL_STATE; no transition made",
+            static_cast<void*>(this), m_mrsID, eventNames[event]);
         return &RecordingStateMachine::ACT_no_action;
     }
-    const int next = recordingTransitionTable[current * NUMBER_OF_RECORDING_EVENTS + event];
+    const int next = nextState(current, event);
     if (next == ILLEGAL_STATE) {
-        MRS_LOG(LOG_LEVEL_DETAIL,
-                "RecordingStateMachine(this=%p, mrsID=%d)::ExecuteAction(event=%s): current state = %s; new state = "
-                "ILLEGAL_STATE; no transition made",
-                static_cast<void*>(this), m_mrsID, eventNames[event], stateNames[current]);
+        MRS_LOG(
+            LOG_LEVEL_DETAIL,
+            "RecordingStateMachine(this=%p, mrsID=%d)::ExecuteAction(event=%s): current state = %s; new state = ILLEGAL_STATE; no transition made",
+            static_cast<void*>(this), m_mrsID, eventNames[event], stateNames[current]);
         return &RecordingStateMachine::ACT_no_action;
     }
     setState(next);
@@ -210,6 +210,21 @@ std::string RecordingStateMachine::dump() const
         text << "]";
         return text.str();
     });
+}
+
+int RecordingStateMachine::nextState(int state, int event)
+{
+    return recordingTransitionTable[state * NUMBER_OF_RECORDING_EVENTS + event];
+}
+
+const char* RecordingStateMachine::stateName(int state)
+{
+    return stateNames[state];
+}
+
+const char* RecordingStateMachine::eventName(int event)
+{
+    return eventNames[event];
 }
 
 void RecordingStateMachine::ACT_no_action(int /*event*/)

@@ -255,7 +255,7 @@ TEST(MediaRecordingService, LampThatItUpdatesDoesNotCrossWithAnotherThreads)
             started = true;
             telephone->activateRecording("sip:1");
         });
-        for (int turns = 1000; turns > 0 || !started; --turns) {
+        for (int turns = 0; turns < 1000; turns += started ? 1 : 0) {
             std::this_thread::yield();
         }
     };
