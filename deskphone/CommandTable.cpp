@@ -4,7 +4,6 @@
 
 #include "Commands.h"
 #include "LMSEventObserverIfc.h"
-#include "LogSink.h"
 #include "ManagementRecord.h"
 #include "MediaRecordingHelper.h"
 #include "RecordingStateMachine.h"
@@ -235,7 +234,7 @@ const std::vector<Command>& commands()
          [](Telephone& telephone, const Words&) { telephone.stop(); return Value(); }},
 
         {"log", "LEVEL", NOTHING, "logging is on up to this level",
-         [](Telephone&, const Words& words) { runtime::setLogLevel(argument<int>(words, 0)); return Value(); }},
+         [](Telephone& telephone, const Words& words) { telephone.setLogLevel(argument<int>(words, 0)); return Value(); }},
         {"missing", "NAME", NOTHING, "the look-up finds nothing", lookUp<ServiceContext::MISSING>},
         {"wrong", "NAME", NOTHING, "the look-up finds a service of another type", lookUp<ServiceContext::WRONG>},
         {"present", "NAME", NOTHING, "the look-up finds the service", lookUp<ServiceContext::PRESENT>},

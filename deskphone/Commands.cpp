@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <optional>
 #include <sstream>
 
 #include "Scenario.h"
@@ -132,6 +133,18 @@ const Command& commandNamed(const std::string& name)
     return *found;
 }
 
+std::optional<Place> findPlaceAfter(const Words& words)
+{
+    for (const Command& command : commands()) {
+        if (command.name == words.front()) {
+            const Pattern pattern(command.words);
+            return pattern.hasPlace(words.size() - 1) ? std::optional<Place>(pattern.place(words.size() - 1))
+                                                      : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 bool readNumber(const std::string& word, int& number)
@@ -200,11 +213,12 @@ Words nextWords(const Words& words)
         }
         return next;
     }
-    for (const Command& command : commands()) {
-        const Pattern pattern(command.words);
-        if (command.name == words.front() && pattern.hasPlace(words.size() - 1)) {
-            next = pattern.place(words.size() - 1).choices;
-        }
-    }
-    return next;
+    const std::optional<Place> place = findPlaceAfter(words);
+    return place ? place->choices : next;
+}
+
+std::string placeAfter(const Words& words)
+{
+    const std::optional<Place> place = findPlaceAfter(words);
+    return place ? place->name : "";
 }

@@ -37,3 +37,5 @@ std::string listOfCommands();
 std::string describeCommand(const std::string& name);
 /// For completion: the fixed words that can follow these; first of all the names of the commands.
 Words nextWords(const Words& words);
+/// The name of the place for the word that follows these, as in the table; "" when there is none.
+std::string placeAfter(const Words& words);

@@ -1,10 +1,14 @@
 #include "Deskphone.h"
 
 #include <unistd.h>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 
+#include "Chart.h"
 #include "Commands.h"
+#include "Machines.h"
 #include "Player.h"
 #include "Printers.h"
 #include "Recorder.h"
@@ -12,14 +16,16 @@
 
 namespace {
 
-Printer choosePrinter(bool json)
+Printer choosePrinter(Form form)
 {
-    if (json) {
-        return printJson;
-    }
     const char* const noColor = std::getenv("NO_COLOR");
     const bool coloured = ::isatty(STDOUT_FILENO) != 0 && (noColor == nullptr || *noColor == '\0');
-    return [coloured](const Step& step) { return printText(step, coloured); };
+    switch (form) {
+        case Form::TEXT: return [coloured](const Step& step) { return printText(step, coloured); };
+        case Form::JSON: return printJson;
+        case Form::LADDER: return Ladder(terminalWidth(), coloured);
+        default: return [](const Step& /*step*/) { return std::string(); };
+    }
 }
 
 }  // namespace
@@ -31,7 +37,36 @@ int runDeskphone(const DeskphoneOptions& options, const Plugin& plugin)
         return 0;
     }
     Recorder recorder;
-    Telephone telephone(plugin, recorder);
-    Player player(telephone, recorder, choosePrinter(options.json), std::cout, std::cerr);
-    return player.play(options.scenarios);
+    recorder.watchMachines(options.form != Form::JSON || !options.chart.empty());
+    std::optional<Chart> chart;
+    if (!options.chart.empty()) {
+        chart.emplace(options.chart);
+    }
+    Reached reached;
+    const auto print = [&chart, &reached, printer = choosePrinter(options.form)](const Step& step) {
+        if (chart) {
+            chart->add(step);
+        }
+        reached.add(step);
+        return printer(step);
+    };
+    const auto play = [&](const Words& scenarios) {
+        Telephone telephone(plugin, recorder);
+        return Player(telephone, recorder, print, std::cout, std::cerr).play(scenarios);
+    };
+    int status = 0;
+    if (options.form != Form::COVERAGE) {
+        status = play(options.scenarios);
+    } else {
+        // Each as if it were alone, so that any set can be asked about.
+        for (const std::string& scenario : options.scenarios) {
+            status = std::max(status, play({scenario}));
+        }
+    }
+    if (status == 0 && options.form == Form::STATE_CHART) {
+        std::cout << drawStates(reached) << std::flush;
+    } else if (status == 0 && options.form == Form::COVERAGE) {
+        std::cout << printCoverage(reached) << std::flush;
+    }
+    return status;
 }

@@ -5,8 +5,12 @@
 
 #include "Plugin.h"
 
+/// What the standard output shows: every step in one of three forms, or, after the run, its picture or coverage.
+enum class Form { TEXT, JSON, LADDER, STATE_CHART, COVERAGE };
+
 struct DeskphoneOptions {
-    bool json = false;
+    Form form = Form::TEXT;
+    std::string chart = {};              // the file for the sequence charts; empty: none
     bool listCommands = false;           // instead of playing
     std::vector<std::string> scenarios;  // "-": standard input
 };

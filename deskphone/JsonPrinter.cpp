@@ -39,12 +39,13 @@ std::string printJson(const Step& step)
             if (const auto* const call = std::get_if<Call>(&record)) {
                 object["call"] = call->name;
                 object["args"] = ToJson()(call->arguments);
+            } else if (const auto* const log = std::get_if<LogLine>(&record)) {
+                object["log"] = log->level;
+                object["component"] = log->component;
+                object["source"] = log->source;
+                object["text"] = log->text;
             } else {
-                const auto& log = std::get<LogLine>(record);
-                object["log"] = log.level;
-                object["component"] = log.component;
-                object["source"] = log.source;
-                object["text"] = log.text;
+                continue;  // the form is fixed, without the machines' events
             }
             text += line(object);
         }

@@ -6,7 +6,7 @@
 
 #include "Prompt.h"
 
-Prompt::Prompt() : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr) {}
+Prompt::Prompt(Completion /*completion*/) : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr) {}
 
 bool Prompt::next(std::string& line)
 {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <ostream>
+#include <set>
 #include <string>
 
 #include "Printers.h"
@@ -27,6 +29,8 @@ public:
 private:
     bool playFile(const std::string& name);
     void playPrompt();
+    void remember(const Step& step);
+    Words completions(const Words& words) const;
     void report(const std::string& name, int line, const std::exception& mistake);
 
     Telephone& m_telephone;
@@ -35,4 +39,5 @@ private:
     std::ostream& m_output;
     std::ostream& m_errors;
     int m_steps = 0;
+    std::map<std::string, std::set<std::string>> m_seen;  // words by the name of their place
 };

@@ -5,29 +5,20 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <system_error>
+#include <utility>
 
-#include "Commands.h"
 #include "Scenario.h"
 
 namespace {
 
-// The library asks for candidates through plain functions.
-Words candidates;
+constexpr int LONGEST_HISTORY = 1000;
 
-Words wordsAfter(Words words)
-{
-    const bool forHelp = !words.empty() && words.front() == Prompt::HELP;
-    if (forHelp) {
-        words.erase(words.begin());
-        return words.empty() ? nextWords(words) : Words();
-    }
-    Words next = nextWords(words);
-    if (words.empty()) {
-        next.emplace_back(Prompt::HELP);
-    }
-    return next;
-}
+// The library asks for candidates through plain functions.
+Prompt::Completion wordsAfter;
+Words candidates;
 
 char* nextCandidate(const char* beginning, int /*state*/)
 {
@@ -52,16 +43,38 @@ char** complete(const char* beginning, int start, int /*end*/)
     return rl_completion_matches(beginning, nextCandidate);
 }
 
+/// In the user's cache folder, which is made if it is missing; empty when that is not to be had.
+std::string historyFile()
+{
+    namespace fs = std::filesystem;
+    const char* const cache = std::getenv("XDG_CACHE_HOME");
+    const char* const home = std::getenv("HOME");
+    fs::path folder = cache != nullptr && fs::path(cache).is_absolute() ? fs::path(cache)
+                      : home != nullptr && *home != '\0'                ? fs::path(home) / ".cache"
+                                                                        : fs::path();
+    if (folder.empty()) {
+        return "";
+    }
+    folder /= "deskphone";
+    std::error_code error;
+    fs::create_directories(folder, error);
+    return error ? "" : (folder / "history").string();
+}
+
 }  // namespace
 
-Prompt::Prompt() : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr)
+Prompt::Prompt(Completion completion)
+    : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr), m_history(historyFile())
 {
+    wordsAfter = std::move(completion);
     static char blanks[] = " \t";
     std::setlocale(LC_CTYPE, "");  // for editing characters of several bytes
     rl_outstream = m_screen;
     rl_completer_word_break_characters = blanks;
     rl_attempted_completion_function = complete;
     using_history();
+    stifle_history(LONGEST_HISTORY);
+    read_history(m_history.c_str());  // there is none the first time
 }
 
 bool Prompt::next(std::string& line)
@@ -74,6 +87,8 @@ bool Prompt::next(std::string& line)
     line = input.get();
     if (!line.empty()) {
         add_history(input.get());
+        write_history(
+            m_history.c_str());  // at once: the program may be broken off; a prompt without history is one, too
     }
     return true;
 }

@@ -1,18 +1,22 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 
-/// The prompt for a person at a terminal: line editing, the session's history, completion of the fixed words.
+#include "Step.h"
+
+/// The prompt for a person at a terminal: line editing, completion, and the history, which is kept over sessions in the
+/// user's cache folder where there is one.
 ///
 /// One at a time. It writes to the standard output, or to the standard error when that is the terminal, so that output
 /// for a program holds nothing of it.
 class Prompt {
 public:
-    /// A word of the prompt beside the commands: `help` lists them, `help COMMAND` tells about one.
-    static constexpr const char* HELP = "help";
+    /// The words that can follow these.
+    using Completion = std::function<Words(const Words&)>;
 
-    Prompt();
+    explicit Prompt(Completion completion);
 
     /// The next line; false when the person has ended the input.
     bool next(std::string& line);
@@ -20,4 +24,5 @@ public:
 
 private:
     std::FILE* m_screen;
+    std::string m_history;  // the file; empty: none
 };

@@ -127,10 +127,14 @@ public:
     void setFPKLamp(PhysDefs::keyFunctionType function, PhysDefs::lampStateType state, int third, int fourth) override
     {
         m_recorder.call("PhysicalInterfaceServiceIfc.setFPKLamp", {int{function}, int{state}, third, fourth});
+        m_lampOn = state == PhysDefs::LAMP_ON;
     }
+
+    bool lampOn() const { return m_lampOn; }
 
 private:
     Recorder& m_recorder;
+    std::atomic<bool> m_lampOn{false};
 };
 
 class CallControl : public CSfi, private SfiRecordingController {

@@ -28,7 +28,17 @@ struct LogLine {
     std::string text;
 };
 
-using Record = std::variant<Call, LogLine>;
+/// An event that a line's machine was given, as the machine logs it; its names without their prefixes.
+struct MachineEvent {
+    std::string machine;  // its address
+    std::string line;
+    std::string event;
+    std::string from;
+    std::string to;      // empty: no transition
+    std::string action;  // what the machine then ran
+};
+
+using Record = std::variant<Call, LogLine, MachineEvent>;
 
 /// The threads of a record: the one that played the command, the dispatcher's, and the worker's.
 enum RecordThread : std::size_t { CALLER, DISPATCHER, WORKER, NUMBER_OF_THREADS };
@@ -43,4 +53,5 @@ struct Step {
     Words command;
     Records records;
     Value result;
+    bool lampWasOn = false;  // before the command
 };

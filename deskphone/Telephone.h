@@ -41,6 +41,10 @@ public:
     Executable* serviceExecutable() { return &m_executable; }
     Executable* otherExecutable() { return &m_otherExecutable; }
 
+    /// As last set; stays when the service stops.
+    bool lampOn() const { return m_keysAndLamps.lampOn(); }
+    void setLogLevel(int level) { m_recorder.showLog(level); }
+
     ServiceContext& context() { return m_context; }
     Management& management() { return m_management; }
     MediaControl& mediaControl() { return m_mediaControl; }

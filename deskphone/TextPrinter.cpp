@@ -4,6 +4,7 @@
 #include "PhysDefs.h"
 #include "Printers.h"
 #include "Scenario.h"
+#include "Sequence.h"
 
 namespace {
 
@@ -12,6 +13,7 @@ constexpr const char* PLAIN = "";
 constexpr const char* BOLD = "1";
 constexpr const char* DIM = "2";
 constexpr const char* RED = "31";
+constexpr const char* GREEN = "1;32";
 constexpr const char* YELLOW = "33";
 constexpr const char* LAMP_LIT = "1;37;41";
 constexpr std::array<const char*, NUMBER_OF_THREADS> threadColours{"36", "35", "34"};
@@ -58,27 +60,31 @@ Kind kindOf(const Call& call)
     return {"call", BOLD, PLAIN};
 }
 
+Kind kindOf(const MachineEvent& /*event*/)
+{
+    return {"state", GREEN, GREEN};
+}
+
 Kind kindOf(const LogLine& log)
 {
     switch (log.level) {
-        case LOG_LEVEL_ERROR:
-            return {"error", RED, RED};
-        case LOG_LEVEL_WARNING:
-            return {"warning", YELLOW, YELLOW};
-        case LOG_LEVEL_INFO:
-            return {"info", DIM, PLAIN};
-        case LOG_LEVEL_TRACE:
-            return {"trace", DIM, DIM};
-        case LOG_LEVEL_DETAIL:
-            return {"detail", DIM, DIM};
-        default:
-            return {"level " + std::to_string(log.level), DIM, DIM};
+        case LOG_LEVEL_ERROR: return {"error", RED, RED};
+        case LOG_LEVEL_WARNING: return {"warning", YELLOW, YELLOW};
+        case LOG_LEVEL_INFO: return {"info", DIM, PLAIN};
+        case LOG_LEVEL_TRACE: return {"trace", DIM, DIM};
+        case LOG_LEVEL_DETAIL: return {"detail", DIM, DIM};
+        default: return {"level " + std::to_string(log.level), DIM, DIM};
     }
 }
 
 std::string textOf(const Call& call)
 {
     return call.name + '(' + ToText().separated(call.arguments) + ')';
+}
+
+std::string textOf(const MachineEvent& event)
+{
+    return changeOf(event);
 }
 
 /// The lines of a log text stand below each other; a newline at its end is left out.
@@ -113,6 +119,10 @@ std::string printText(const Step& step, bool coloured)
     std::string text = paint(std::to_string(step.number), DIM) + paint(command, BOLD) + '\n';
     for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
         for (const Record& record : step.records[thread]) {
+            const auto* const event = std::get_if<MachineEvent>(&record);
+            if (event != nullptr && event->to.empty()) {
+                continue;
+            }
             const Kind kind = std::visit([](const auto& any) { return kindOf(any); }, record);
             const std::string what = std::visit([](const auto& any) { return textOf(any); }, record);
             text += indent + paint(threadNames[thread], threadColours[thread], THREAD_WIDTH) +
@@ -121,6 +131,11 @@ std::string printText(const Step& step, bool coloured)
     }
     if (!std::holds_alternative<std::monostate>(step.result)) {
         text += indent + paint("result", BOLD, THREAD_WIDTH) + std::visit(ToText(), step.result) + '\n';
+    }
+    const bool lampIsOn = lampIsOnAfter(step);
+    if (step.lampWasOn || lampIsOn) {
+        text += indent + paint("lamp", BOLD, THREAD_WIDTH) +
+                paint(lampIsOn ? "● on" : "○ off", lampIsOn ? LAMP_LIT : PLAIN) + '\n';
     }
     return text;
 }

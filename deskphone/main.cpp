@@ -1,10 +1,13 @@
 #include <dlfcn.h>
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Deskphone.h"
 #include "LogSink.h"
@@ -63,6 +66,28 @@ int run(const DeskphoneOptions& options, const std::string& pluginFile)
     return find<decltype(runDeskphone)>(module, "runDeskphone")(options, plugin);
 }
 
+/// What is wrong with the file for --chart, "" for nothing. With it forgotten, the scenario that follows would be
+/// overwritten.
+std::string refusedChart(const std::string& file)
+{
+    return std::filesystem::path(file).extension() == ".scenario" ? file + " is a scenario; expected a file to write"
+           : file.empty()                                         ? "expected a file to write"
+                                                                  : "";
+}
+
+void checkCombination(const DeskphoneOptions& options)
+{
+    const auto& scenarios = options.scenarios;
+    if (std::find(scenarios.begin(), scenarios.end(), options.chart) != scenarios.end()) {
+        throw std::runtime_error("--chart would overwrite the scenario " + options.chart);
+    }
+    if (!options.chart.empty() &&
+        (options.form == Form::COVERAGE || (scenarios.empty() && options.form == Form::STATE_CHART))) {
+        throw std::runtime_error(
+            "--chart shows one run: expected neither --coverage nor --statechart without SCENARIO");
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -76,7 +101,31 @@ int main(int argc, char** argv)
             "the plug-in does to the telephone.",
             "deskphone");
         app.set_version_flag("--version", "deskphone " DESKPHONE_VERSION);
-        app.add_flag("--json", options.json, "Print one JSON object a line");
+        const std::vector<std::pair<CLI::Option*, Form>> forms = {
+            {app.add_flag("--json", "Print one JSON object a line"), Form::JSON},
+            {app.add_flag("--ladder", "Draw arrows between the telephone's services, as wide as the terminal"),
+             Form::LADDER},
+            {app.add_flag(
+                 "--statechart",
+                 "Print the state machine as Mermaid, with how often the SCENARIOs, if any, made each transition"),
+             Form::STATE_CHART},
+            {app.add_flag(
+                 "--coverage",
+                 "Print which transitions and actions of the state machine the SCENARIOs reached, each played on "
+                 "a telephone of its own"),
+             Form::COVERAGE},
+        };
+        for (const auto& one : forms) {
+            for (const auto& other : forms) {
+                if (one.first != other.first) {
+                    one.first->excludes(other.first);
+                }
+            }
+        }
+        app.add_option("--chart", options.chart,
+                       "Also write the run as sequence charts in Mermaid to this Markdown file")
+            ->check(refusedChart)
+            ->type_name("FILE");
         app.add_option("--plugin", plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
         app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
             ->check(CLI::IsMember({"0", "1", "2", "3", "4", "5", "6"}))
@@ -92,7 +141,11 @@ int main(int argc, char** argv)
         } catch (const CLI::ParseError& answer) {
             return app.exit(answer) == 0 ? 0 : 2;
         }
-        if (options.scenarios.empty()) {
+        for (const auto& [option, form] : forms) {
+            options.form = option->count() > 0 ? form : options.form;
+        }
+        checkCombination(options);
+        if (options.scenarios.empty() && options.form != Form::STATE_CHART) {
             options.scenarios.emplace_back("-");
         }
         runtime::setLogLevel(std::stoi(logLevel));

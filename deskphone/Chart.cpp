@@ -1,0 +1,205 @@
+#include "Chart.h"
+
+#include <cctype>
+#include <cerrno>
+#include <system_error>
+
+#include "Scenario.h"
+
+namespace {
+
+// A chart is cut before the next step from so many rows on, and in any case at so many rows or bytes; viewers refuse
+// 50000 bytes.
+constexpr std::size_t ROWS_TO_READ = 40;
+constexpr std::size_t MOST_ROWS = 120;
+constexpr std::size_t MOST_BYTES = 40000;
+
+constexpr std::size_t ARROW_WIDTH = 48;
+constexpr std::size_t NOTE_WIDTH = 60;
+constexpr std::size_t HEADING_WIDTH = 84;
+constexpr std::size_t LONGEST_TEXT = 240;
+
+// In a row: the columns from the first to the last one that take part, which are known when the chart is written.
+const std::string ALL_COLUMNS(1, '\0');
+
+struct Column {
+    const char* name;
+    const char* declaration;
+};
+constexpr std::array<Column, NUMBER_OF_PARTIES> columns{{
+    {"user", "participant user"},
+    {"service", "participant service as recording service"},
+    {"framework", "participant framework"},
+    {"management", "participant management"},
+    {"calls", "participant calls as call control"},
+    {"media", "participant media as media control"},
+    {"comms", "participant comms as communications"},
+    {"lamp", "participant lamp as key lamp"},
+}};
+
+/// The character as it may stand anywhere in a text of Mermaid: what is no letter, digit or harmless sign goes by its
+/// number. A colon is not harmless: together with it Mermaid looks for words of its own in any text.
+std::string encoded(const std::string& character)
+{
+    static const std::string harmless = " .,()[]=/@+-_!?*'";
+    const auto first = static_cast<unsigned char>(character.front());
+    if (character.size() == 1 && (std::isalnum(first) != 0 || harmless.find(character) != std::string::npos)) {
+        return character;
+    }
+    unsigned number = character.size() == 1 ? first : first & (0x7fU >> character.size());
+    for (std::size_t at = 1; at < character.size(); ++at) {
+        number = number << 6U | (static_cast<unsigned char>(character[at]) & 0x3fU);
+    }
+    return '#' + std::to_string(number) + ';';
+}
+
+/// The text as Mermaid takes it: no longer than is useful, in lines of about this width.
+std::string label(const std::string& text, std::size_t width)
+{
+    std::string result;
+    for (const Words& line : linesOf(shortened(text, LONGEST_TEXT), width)) {
+        result += result.empty() ? "" : "<br/>";
+        for (const std::string& character : line) {
+            result += encoded(character);
+        }
+        result.erase(result.find_last_not_of(' ') + 1);
+    }
+    return result;
+}
+
+std::string note(const std::string& over, const std::string& text)
+{
+    return "    Note over " + over + ": " + text + '\n';
+}
+
+std::string marked(const std::string& colour, const std::string& row)
+{
+    return "    rect rgb(" + colour + ")\n" + row + "    end\n";
+}
+
+}  // namespace
+
+Chart::Chart(const std::string& file) : m_name(file), m_file(file, std::ios::trunc)
+{
+    write();
+}
+
+void Chart::add(const Step& step)
+{
+    if (m_rows.size() >= ROWS_TO_READ) {
+        cut();
+        m_firstStep = step.number;
+    }
+    m_lastStep = step.number;
+    m_thread = CALLER;
+    addHeading(step, headingOf(step));
+    for (const Happening& happening : happenings(step)) {
+        show(step, happening);
+    }
+    if (step.command.front() == "stop") {
+        m_states.clear();
+    }
+    write();
+}
+
+void Chart::addRow(const Step& step, std::string row)
+{
+    if (m_rows.size() >= MOST_ROWS || m_size + row.size() > MOST_BYTES) {
+        cut();
+        m_firstStep = step.number;
+        addHeading(step, headingOf(step) + " (goes on)");
+    }
+    m_size += row.size();
+    m_rows.push_back(std::move(row));
+}
+
+void Chart::addHeading(const Step& step, const std::string& text)
+{
+    if (m_rows.empty() && (m_lampOn || !m_states.empty())) {
+        std::string before = m_lampOn ? "before: lamp on" : "before: lamp off";
+        for (const auto& [line, state] : m_states) {
+            before += ", " + asWord(line) + ' ' + state;
+        }
+        m_rows.push_back(note(ALL_COLUMNS, label(before, HEADING_WIDTH)));
+        if (m_lampOn) {
+            m_rows.emplace_back("    activate lamp\n");
+            m_takesPart[KEY_LAMP] = true;
+        }
+    }
+    addRow(step, note(ALL_COLUMNS, label(text, HEADING_WIDTH)));
+}
+
+void Chart::show(const Step& step, const Happening& happening)
+{
+    if (happening.thread != m_thread) {
+        m_thread = happening.thread;
+        addRow(step, note(columns[RECORDING_SERVICE].name,
+                          label(std::string("thread: ") + threadNames[m_thread], NOTE_WIDTH)));
+    }
+    const std::string from = columns[happening.from].name;
+    const bool arrow = happening.kind == Happening::ARROW || happening.kind == Happening::ANSWER;
+    const std::string text = label(happening.text, arrow ? ARROW_WIDTH : NOTE_WIDTH);
+    switch (happening.kind) {
+        case Happening::ARROW:
+        case Happening::ANSWER:
+            addRow(step, "    " + from + (happening.kind == Happening::ARROW ? "->>" : "-->>") +
+                             columns[happening.to].name + ": " + text + '\n');
+            break;
+        case Happening::STATE:
+            addRow(step, marked("215, 240, 215", note(from, text)));
+            m_states[happening.event->line] = happening.event->to;
+            break;
+        case Happening::LAMP_ON:
+        case Happening::LAMP_OFF:
+            addRow(step, (m_lampOn ? "    deactivate lamp\n" : "    activate lamp\n") + note(from, text));
+            m_lampOn = happening.kind == Happening::LAMP_ON;
+            break;
+        case Happening::ERROR: addRow(step, marked("255, 200, 200", note(from, text))); break;
+        case Happening::WARNING: addRow(step, marked("255, 230, 180", note(from, text))); break;
+    }
+    m_takesPart[happening.from] = true;
+    m_takesPart[happening.to] = true;
+}
+
+/// Finishes the chart; what is shown next begins another.
+void Chart::cut()
+{
+    m_title = "## Steps ";
+    write();
+    m_start = m_file.tellp();
+    m_rows.clear();
+    m_size = 0;
+    m_takesPart = {};
+}
+
+std::string Chart::drawn() const
+{
+    std::string text = "sequenceDiagram\n";
+    std::string first = columns[RECORDING_SERVICE].name;
+    std::string last;
+    for (std::size_t party = 0; party < NUMBER_OF_PARTIES; ++party) {
+        if (m_takesPart[party] || party == RECORDING_SERVICE) {
+            text += std::string("    ") + columns[party].declaration + '\n';
+            first = party == USER ? columns[party].name : first;
+            last = columns[party].name;
+        }
+    }
+    const std::string all = first == last ? first : first + ',' + last;
+    for (std::string row : m_rows) {
+        const std::size_t place = row.find(ALL_COLUMNS);
+        text += place == std::string::npos ? row : row.replace(place, 1, all);
+    }
+    return text + (m_lampOn ? "    deactivate lamp\n" : "");
+}
+
+void Chart::write()
+{
+    m_file.seekp(m_start);
+    if (!m_title.empty()) {
+        m_file << m_title << m_firstStep << " to " << m_lastStep << "\n\n";
+    }
+    m_file << "```mermaid\n" << drawn() << "```\n" << (m_title.empty() ? "" : "\n") << std::flush;
+    if (!m_file) {
+        throw std::system_error(errno, std::generic_category(), m_name);
+    }
+}

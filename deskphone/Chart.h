@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Sequence.h"
+
+/// Writes a run as Mermaid sequence charts into a Markdown file, up to date after every step.
+///
+/// A run of many steps is cut into several charts: between two steps where a chart has become long enough to be read at
+/// once, and within a step where the usual viewers would refuse to draw it. Each chart begins with what holds then.
+class Chart {
+public:
+    /// Empties the file. Throws std::system_error, as add() does, when it cannot be written.
+    explicit Chart(const std::string& file);
+
+    void add(const Step& step);
+
+private:
+    void addRow(const Step& step, std::string row);
+    void addHeading(const Step& step, const std::string& text);
+    void show(const Step& step, const Happening& happening);
+    void cut();
+    std::string drawn() const;
+    void write();
+
+    const std::string m_name;
+    std::ofstream m_file;
+    std::streampos m_start = 0;  // of the chart that is being drawn
+    std::string m_title;         // of that chart; one that is alone has none
+    int m_firstStep = 1;
+    int m_lastStep = 1;
+    std::vector<std::string> m_rows;
+    std::size_t m_size = 0;  // of the rows
+    std::array<bool, NUMBER_OF_PARTIES> m_takesPart{};
+    RecordThread m_thread = CALLER;  // of the last row
+    bool m_lampOn = false;
+    std::map<std::string, std::string> m_states;  // of the lines' machines
+};
