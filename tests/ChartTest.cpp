@@ -136,7 +136,9 @@ TEST_F(Chart, PromptTellsTheStatusAndKeepsItsHistory)
                                        "XDG_CACHE_HOME=" + folder.string() + " TERM=dumb script -qefc '");
     EXPECT_THAT(seen, HasSubstr("mode allcalls   selected sip:1   lamp ● on\r\n"
                                 "  sip:1  ATTACH_REQUESTED  session 1 (call 7, media -1)\r\n"));
-    EXPECT_THAT(contentOf(folder / "deskphone" / "history"), HasSubstr("LMSCreateSession"));
+    if (LINE_EDITING) {
+        EXPECT_THAT(contentOf(folder / "deskphone" / "history"), HasSubstr("LMSCreateSession"));
+    }
 }
 
 }  // namespace
