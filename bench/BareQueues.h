@@ -24,70 +24,70 @@ inline Record* newRecord(int session)
 /// A dispatcher of the plug-in's design and nothing more: a lock, a vector, a signal and a thread, one kind of event.
 class MinimalDispatcher : public Threadable {
 public:
-    explicit MinimalDispatcher(LMSEventObserverIfc& receiver) : observer(receiver)
+    explicit MinimalDispatcher(LMSEventObserverIfc& receiver) : m_observer(receiver)
     {
         ThreadId ignored = 0;
         Threader().spawn(ignored, this, "", THREAD_PRIORITY_NORMAL, 0);
     }
     ~MinimalDispatcher() override
     {
-        running = false;
-        signal.give();
+        m_running = false;
+        m_signal.give();
         Threader().waitForThreadCompletion(threadId());
     }
 
     void post(int session)
     {
         Record* const record = newRecord(session);
-        const CriticalSection guard(lock);
-        records.push_back(record);
-        signal.give();
+        const CriticalSection guard(m_lock);
+        m_records.push_back(record);
+        m_signal.give();
     }
     void run() override
     {
-        while (running) {
-            signal.take(-1);
+        while (m_running) {
+            m_signal.take(-1);
             Record* oldest = nullptr;
             {
-                const CriticalSection guard(lock);
-                if (records.empty()) {
+                const CriticalSection guard(m_lock);
+                if (m_records.empty()) {
                     continue;
                 }
-                oldest = records.front();
-                records.erase(records.begin());
-                if (!records.empty()) {
-                    signal.give();
+                oldest = m_records.front();
+                m_records.erase(m_records.begin());
+                if (!m_records.empty()) {
+                    m_signal.give();
                 }
             }
-            observer.LMSEventNotStreaming(oldest->recordingSessionHandle);
+            m_observer.LMSEventNotStreaming(oldest->recordingSessionHandle);
             delete oldest;
         }
     }
 
 private:
-    LMSEventObserverIfc& observer;
-    Semaphore lock{1, 1, false};
-    std::vector<Record*> records;
-    Semaphore signal{0, 1, false};
-    std::atomic<bool> running{true};
+    LMSEventObserverIfc& m_observer;
+    Semaphore m_lock{1, 1, false};
+    std::vector<Record*> m_records;
+    Semaphore m_signal{0, 1, false};
+    std::atomic<bool> m_running{true};
 };
 
 /// The queue that one writes without thinking: a mutex, a condition variable and a deque.
 class StandardQueue {
 public:
-    explicit StandardQueue(LMSEventObserverIfc& receiver) : observer(receiver) {}
+    explicit StandardQueue(LMSEventObserverIfc& receiver) : m_observer(receiver) {}
     ~StandardQueue()
     {
         post(STOP);
-        thread.join();
+        m_thread.join();
     }
 
     void post(int session)
     {
         Record* const record = newRecord(session);
-        const std::lock_guard<std::mutex> guard(lock);
-        records.push_back(record);
-        signal.notify_one();
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_records.push_back(record);
+        m_signal.notify_one();
     }
 
 private:
@@ -96,53 +96,53 @@ private:
         for (int session = 0; session != STOP;) {
             Record* oldest = nullptr;
             {
-                std::unique_lock<std::mutex> guard(lock);
-                signal.wait(guard, [this] { return !records.empty(); });
-                oldest = records.front();
-                records.pop_front();
+                std::unique_lock<std::mutex> guard(m_lock);
+                m_signal.wait(guard, [this] { return !m_records.empty(); });
+                oldest = m_records.front();
+                m_records.pop_front();
             }
             session = oldest->recordingSessionHandle;
-            observer.LMSEventNotStreaming(session);
+            m_observer.LMSEventNotStreaming(session);
             delete oldest;
         }
     }
 
-    LMSEventObserverIfc& observer;
-    std::mutex lock;
-    std::condition_variable signal;
-    std::deque<Record*> records;
-    std::thread thread{[this] { run(); }};
+    LMSEventObserverIfc& m_observer;
+    std::mutex m_lock;
+    std::condition_variable m_signal;
+    std::deque<Record*> m_records;
+    std::thread m_thread{[this] { run(); }};
 };
 
 /// Hands a number to another thread with a futex and nothing else.
 class FutexHandOver {
 public:
-    explicit FutexHandOver(LMSEventObserverIfc& receiver) : observer(receiver) {}
+    explicit FutexHandOver(LMSEventObserverIfc& receiver) : m_observer(receiver) {}
     ~FutexHandOver()
     {
         post(STOP);
-        thread.join();
+        m_thread.join();
     }
 
     void post(int session)
     {
-        word.store(session, std::memory_order_release);
-        runtime::futexWake(word, 1);
+        m_word.store(session, std::memory_order_release);
+        runtime::futexWake(m_word, 1);
     }
 
 private:
     void run()
     {
-        for (int session = 0; session != STOP; session = word.exchange(0, std::memory_order_acquire)) {
+        for (int session = 0; session != STOP; session = m_word.exchange(0, std::memory_order_acquire)) {
             if (session == 0) {
-                runtime::futexWait(word, 0, -1);
+                runtime::futexWait(m_word, 0, -1);
             } else {
-                observer.LMSEventNotStreaming(session);
+                m_observer.LMSEventNotStreaming(session);
             }
         }
     }
 
-    LMSEventObserverIfc& observer;
-    runtime::FutexWord word{0};
-    std::thread thread{[this] { run(); }};
+    LMSEventObserverIfc& m_observer;
+    runtime::FutexWord m_word{0};
+    std::thread m_thread{[this] { run(); }};
 };

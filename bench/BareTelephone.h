@@ -18,8 +18,8 @@ class BareTelephone {
 public:
     void addLine(int handle, const std::string& line)
     {
-        sessions.emplace(handle, new Session{7, line, -1});
-        machines.emplace(line, new Machine);
+        m_sessions.emplace(handle, new Session{7, line, -1});
+        m_machines.emplace(line, new Machine);
     }
 
     void streaming(int handle, int mediaSessionHandle, int callID)
@@ -27,26 +27,28 @@ public:
         test(LOG_LEVEL_TRACE);
         Session* session = nullptr;
         {
-            const CriticalSection guard(sessionLock);
+            const CriticalSection guard(m_sessionLock);
             test(LOG_LEVEL_TRACE);
-            session = sessions.find(handle)->second.get();
+            session = m_sessions.find(handle)->second.get();
             test(LOG_LEVEL_TRACE);
         }
-        Machine* const machine = machines.find(session->lineURI)->second.get();
+        Machine* const machine = m_machines.find(session->lineURI)->second.get();
         session->callID = callID;
         session->mediaSessionHandle = mediaSessionHandle;
         machine->handle(MRS_EVT_STREAM);
+        // Whether a dump would show anything takes two.
         test(LOG_LEVEL_DETAIL);
+        test(LOG_LEVEL_TRACE);
     }
 
     /// The same with the lock that lets one thread at a time in.
     void streamingAlone(int handle, int mediaSessionHandle, int callID)
     {
-        const std::lock_guard<std::recursive_mutex> guard(lock);
+        const std::lock_guard<std::recursive_mutex> guard(m_lock);
         streaming(handle, mediaSessionHandle, callID);
     }
 
-    void findLine(const std::string& line) { benchmark::DoNotOptimize(machines.find(line)->second.get()); }
+    void findLine(const std::string& line) { benchmark::DoNotOptimize(m_machines.find(line)->second.get()); }
 
 private:
     struct Session {
@@ -86,8 +88,8 @@ private:
         }
     }
 
-    std::map<int, std::unique_ptr<Session>> sessions;
-    std::map<std::string, std::unique_ptr<Machine>> machines;
-    Semaphore sessionLock{1, 1, false};
-    std::recursive_mutex lock;
+    std::map<int, std::unique_ptr<Session>> m_sessions;
+    std::map<std::string, std::unique_ptr<Machine>> m_machines;
+    Semaphore m_sessionLock{1, 1, false};
+    std::recursive_mutex m_lock;
 };

@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <future>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "Activity.h"
@@ -14,21 +15,26 @@
 
 namespace {
 
-/// Keeps this thread, and those that it starts meanwhile, on one processor: a small telephone has no more, and where
-/// the kernel puts two threads otherwise decides more than what they do.
-class OneProcessor {
+/// Keeps this thread, and those that it starts meanwhile, on one processor, the first or the second it may use (which
+/// are the same where there is only one).
+class OnProcessor {
 public:
-    OneProcessor()
+    explicit OnProcessor(int which)
     {
         ::sched_getaffinity(0, sizeof m_before, &m_before);
+        int left = which % CPU_COUNT(&m_before);
+        std::size_t processor = 0;
+        while (!CPU_ISSET(processor, &m_before) || left-- > 0) {
+            ++processor;
+        }
         cpu_set_t one;
         CPU_ZERO(&one);
-        CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
+        CPU_SET(processor, &one);
         ::sched_setaffinity(0, sizeof one, &one);
     }
-    ~OneProcessor() { ::sched_setaffinity(0, sizeof m_before, &m_before); }
-    OneProcessor(const OneProcessor&) = delete;
-    OneProcessor& operator=(const OneProcessor&) = delete;
+    ~OnProcessor() { ::sched_setaffinity(0, sizeof m_before, &m_before); }
+    OnProcessor(const OnProcessor&) = delete;
+    OnProcessor& operator=(const OnProcessor&) = delete;
 
 private:
     cpu_set_t m_before{};
@@ -94,7 +100,7 @@ Costs backlogged(Receiver& receiver, int events, Post post)
 
 void posting(benchmark::State& state)
 {
-    const OneProcessor only;
+    const OnProcessor first(0);
     Receiver receiver;
     LMSEventDispatcher dispatcher(&receiver);
     StandardQueue standard(receiver);
@@ -108,7 +114,7 @@ BENCHMARK(posting);
 
 void backlog(benchmark::State& state, bool handled)
 {
-    const OneProcessor only;
+    const OnProcessor first(0);
     Core core("disabled");
     for (int i = 0; i < Receiver::OTHER; ++i) {
         core.controller.LMSCreateSession(lineURI(i), 7);
@@ -148,35 +154,47 @@ double handOver(Receiver& receiver, Post post)
     return receiver.arrived - start;
 }
 
-void oneWay(benchmark::State& state)
+/// With both threads on the first processor, or the waiting one on the second.
+void oneWay(benchmark::State& state, int processor)
 {
-    const OneProcessor only;
     Receiver receiver;
+    std::optional<OnProcessor> there(processor);
     LMSEventDispatcher dispatcher(&receiver);
     FutexHandOver bare(receiver);
+    there.reset();
+    const OnProcessor first(0);
     LMSEventObserverIfc& observer = dispatcher;
     const auto post = [&](int session) { observer.LMSEventNotStreaming(session); };
     const auto postBare = [&](int session) { bare.post(session); };
     sideBySide(state, {{"plugin", [&] { return handOver(receiver, post); }},
                        {"bare", [&] { return handOver(receiver, postBare); }}});
 }
-BENCHMARK(oneWay);
+BENCHMARK_CAPTURE(oneWay, sameProcessor, 0);
+BENCHMARK_CAPTURE(oneWay, otherProcessor, 1);
 
-/// Wall time of one of 200 calls, made by so many threads at once, until the telephone is idle again.
+/// Wall time of one of 200 calls, made by so many threads at once, each on lines of its own, until all are handled:
+/// one after the other on a line, or all of a thread at once, each on another line.
 template <typename Call>
-double calls(int threads, Call call)
+double calls(int threads, bool atOnce, Call call)
 {
-    constexpr int CALLS = 200;
+    const int each = 200 / threads;
     std::promise<void> start;
     const std::shared_future<void> started = start.get_future();
     std::vector<std::thread> callers;
     callers.reserve(static_cast<std::size_t>(threads));
     for (int i = 0; i < threads; ++i) {
         callers.emplace_back([=] {
-            const std::string line = lineURI(i);
+            std::vector<std::string> lines;
+            lines.reserve(static_cast<std::size_t>(each));
+            for (int n = 0; n < each; ++n) {
+                lines.push_back(lineURI(i * each + (atOnce ? n : 0)));
+            }
             started.wait();
-            for (int n = 0; n < CALLS / threads; ++n) {
+            for (const std::string& line : lines) {
                 call(line);
+                if (!atOnce) {
+                    runtime::waitUntilIdle();
+                }
             }
         });
     }
@@ -186,7 +204,7 @@ double calls(int threads, Call call)
         caller.join();
     }
     runtime::waitUntilIdle();
-    return (wallTime() - begin) / CALLS;
+    return (wallTime() - begin) / (each * threads);
 }
 
 struct RunningService {
@@ -207,9 +225,9 @@ struct RunningService {
     std::unique_ptr<MediaRecordingService> service{createMediaRecordingService()};
 };
 
-void wholeCalls(benchmark::State& state)
+void wholeCalls(benchmark::State& state, bool atOnce)
 {
-    const OneProcessor only;
+    const OnProcessor first(0);
     const int threads = static_cast<int>(state.range(0));
     RunningService running;
 
@@ -228,11 +246,12 @@ void wholeCalls(benchmark::State& state)
     const auto coreCall = [&dispatcher](const std::string& line) { playCall(dispatcher, line); };
     LMSEventObserverIfc* const observer = running.telephone.observer;
     const auto serviceCall = [observer](const std::string& line) { playCall(*observer, line); };
-    sideBySide(state, {{"plugin", [&] { return calls(threads, coreCall); }},
-                       {"bare", [&] { return calls(threads, minimalCall); }},
-                       {"service", [&] { return calls(threads, serviceCall); }}});
+    sideBySide(state, {{"plugin", [&] { return calls(threads, atOnce, coreCall); }},
+                       {"bare", [&] { return calls(threads, atOnce, minimalCall); }},
+                       {"service", [&] { return calls(threads, atOnce, serviceCall); }}});
 }
-BENCHMARK(wholeCalls)->Arg(1)->Arg(2)->Arg(4);
+BENCHMARK_CAPTURE(wholeCalls, successive, false)->Arg(1)->Arg(2)->Arg(4);
+BENCHMARK_CAPTURE(wholeCalls, atOnce, true)->Arg(1)->Arg(2)->Arg(4);
 
 // What starting and stopping the service costs.
 struct Lifetime {

@@ -66,12 +66,16 @@ for lines in (1, 10, 100, 1000, 10000):
     ratio(f"an event, lines: {lines}, to its bare parts", f"event/{lines}", of("plugin"), of("bare"), limit)
     ratio("... with the controller's lock among the parts", f"event/{lines}", of("plugin"), of("bareWithLock"))
 ratio("growth of an event, 1 to 10000 lines, to that of a bare look-up", "growth", growth("plugin"), growth("bare"), 1)
-for threads in (1, 2, 4):
-    name = f"wholeCalls/{threads}"
-    ratio(f"whole calls a second, {threads} posting, to the minimal dispatcher", name, of("bare"), of("plugin"), 0.5, True)
-    ratio("... the whole service, with worker and adapters", name, of("bare"), of("service"))
+for way, how in (("successive", "one after the other on a line"), ("atOnce", "200 at once, each on a line")):
+    for threads in (1, 2, 4):
+        name = f"wholeCalls/{way}/{threads}"
+        measure = f"whole calls a second, {how}, {threads} posting, to the minimal dispatcher"
+        ratio(measure, name, of("bare"), of("plugin"), 0.5, True)
+        ratio("... the whole service, with worker and adapters", name, of("bare"), of("service"))
 ratio("events posted a second, to mutex, condition variable, deque", "posting", of("bare"), of("plugin"), 0.9, True)
-ratio("one way on an idle telephone, to a bare futex", "oneWay", of("plugin"), of("bare"), 1.1)
+for where, which in (("other", "to another processor"), ("same", "on the same processor")):
+    measure = f"one way on an idle telephone, {which}, to a bare futex"
+    ratio(measure, f"oneWay/{where}Processor", of("plugin"), of("bare"), 1.1)
 for queued in (100, 1000, 10000):
     limit = None if queued == 10000 else 2
     what = f"delivering one of {queued} queued events, to one of 10"

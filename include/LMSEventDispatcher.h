@@ -56,7 +56,7 @@ public:
 
 private:
     RecordQueue<LMSEventData> queue();
-    void post(const LMSEventData& data);
+    void post(int session, int media, int call, LMSErrorCode code, LMSEventType type);
     void deliver(const LMSEventData& data);
 
     LMSEventObserverIfc* m_observer;

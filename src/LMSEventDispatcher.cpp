@@ -38,27 +38,27 @@ int LMSEventDispatcher::LMSCreateSession(const std::string& lineURI, int callID)
 
 void LMSEventDispatcher::LMSDestroySession(int recordingSessionHandle)
 {
-    post({recordingSessionHandle, NONE, NONE, NO_ERROR_CODE, LMS_DESTROY_SESSION});
+    post(recordingSessionHandle, NONE, NONE, NO_ERROR_CODE, LMS_DESTROY_SESSION);
 }
 
 void LMSEventDispatcher::LMSEventAttached(int recordingSessionHandle, int mediaSessionHandle, int recordedCallID)
 {
-    post({recordingSessionHandle, mediaSessionHandle, recordedCallID, NO_ERROR_CODE, LMS_EVENT_ATTACHED});
+    post(recordingSessionHandle, mediaSessionHandle, recordedCallID, NO_ERROR_CODE, LMS_EVENT_ATTACHED);
 }
 
 void LMSEventDispatcher::LMSEventStreaming(int recordingSessionHandle, int mediaSessionHandle, int recordedCallID)
 {
-    post({recordingSessionHandle, mediaSessionHandle, recordedCallID, NO_ERROR_CODE, LMS_EVENT_STREAMING});
+    post(recordingSessionHandle, mediaSessionHandle, recordedCallID, NO_ERROR_CODE, LMS_EVENT_STREAMING);
 }
 
 void LMSEventDispatcher::LMSEventNotStreaming(int recordingSessionHandle)
 {
-    post({recordingSessionHandle, NONE, NONE, NO_ERROR_CODE, LMS_EVENT_NOT_STREAMING});
+    post(recordingSessionHandle, NONE, NONE, NO_ERROR_CODE, LMS_EVENT_NOT_STREAMING);
 }
 
 void LMSEventDispatcher::LMSEventErrorStatus(int recordingSessionHandle, LMSErrorCode errCode)
 {
-    post({recordingSessionHandle, NONE, NONE, errCode, LMS_EVENT_ERROR_STATUS});
+    post(recordingSessionHandle, NONE, NONE, errCode, LMS_EVENT_ERROR_STATUS);
 }
 
 void LMSEventDispatcher::LMSEventErrorStatus(LMSErrorCode errCode)
@@ -66,9 +66,9 @@ void LMSEventDispatcher::LMSEventErrorStatus(LMSErrorCode errCode)
     MRS_LOG(LOG_LEVEL_ERROR, "LMSEventErrorStatus(errCode=%d): method should't be called", errCode);
 }
 
-void LMSEventDispatcher::post(const LMSEventData& data)
+void LMSEventDispatcher::post(int session, int media, int call, LMSErrorCode code, LMSEventType type)
 {
-    contained(COMPONENT, SOURCE, "post", [&] { process(new LMSEventData(data)); });
+    contained(COMPONENT, SOURCE, "post", [&] { process(new LMSEventData{session, media, call, code, type}); });
 }
 
 void LMSEventDispatcher::process(LMSEventData* data)

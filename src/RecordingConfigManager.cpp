@@ -223,17 +223,26 @@ void RecordingConfigManager::resynchronizeDataSets()
             std::string setting;
             std::string inForce;
             Write copied{};
+            bool differ = false;
+            // Mostly there is nothing to copy, and nobody reads the trace.
+            const bool traced = loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL);
             {
                 const Guard guard(m_lock);
-                setting = row.value;
-                inForce = driven.value;
-                if (setting != inForce) {
+                differ = row.value != driven.value;
+                if (differ || traced) {
+                    setting = row.value;
+                    inForce = driven.value;
+                }
+                if (differ) {
                     copied = write(row.depItem, setting);
                 }
             }
-            MRS_LOG(LOG_LEVEL_DETAIL, "resynchronizeDataSets(): dataset[item].value==%s; dataset[depItem].value==%s",
-                    setting.c_str(), inForce.c_str());
-            if (setting != inForce && !report(copied, setting)) {
+            if (traced) {
+                logApp(COMPONENT, SOURCE, LOG_LEVEL_DETAIL, __LINE__,
+                       "resynchronizeDataSets(): dataset[item].value==%s; dataset[depItem].value==%s", setting.c_str(),
+                       inForce.c_str());
+            }
+            if (differ && !report(copied, setting)) {
                 MRS_LOG(LOG_LEVEL_WARNING, "resynchronizeDataSets(): No success - setDataItem(%s,%s)",
                         driven.name.c_str(), setting.c_str());
             }
