@@ -80,7 +80,7 @@ for queued in (100, 1000, 10000):
     limit = None if queued == 10000 else 2
     what = f"delivering one of {queued} queued events, to one of 10"
     ratio(what, "backlog/delivered", of(str(queued)), of("10"), limit)
-    ratio("... with its handling by the controller", "backlog/handled", of(str(queued)), of("10"))
+    ratio("... with its handling by the controller", "backlog/handled", of(str(queued)), of("10"), limit)
 ratio("a level test that is off, to an empty call", "levelTest", of("plugin"), of("bare"), 1.5)
 computed = sum(run["argumentsComputed"] for run in runs["levelTest"])
 row("arguments of silent traces computed", f"{computed:.0f}", reach="0", reached=computed == 0)
