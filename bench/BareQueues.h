@@ -1,9 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -47,20 +47,22 @@ public:
     {
         while (m_running) {
             m_signal.take(-1);
+            std::size_t waiting = 0;
             Record* oldest = nullptr;
             {
                 const CriticalSection guard(m_lock);
                 if (m_records.empty()) {
                     continue;
                 }
+                waiting = m_records.size();
                 oldest = m_records.front();
                 m_records.erase(m_records.begin());
-                if (!m_records.empty()) {
-                    m_signal.give();
-                }
             }
             m_observer.LMSEventNotStreaming(oldest->recordingSessionHandle);
             delete oldest;
+            if (waiting > 1) {
+                m_signal.give();
+            }
         }
     }
 

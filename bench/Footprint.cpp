@@ -1,14 +1,18 @@
 // Counts every allocation of the plug-in, exactly: how many an event makes, and what lines and sessions keep. Prints
 // JSON. Without Google Benchmark, so that it runs on the telephone's own processor too.
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <string>
 
 #include "Activity.h"
 #include "LMSEventDispatcher.h"
+#include "ManageableData.h"
+#include "MediaRecordingDefs.h"
 #include "SilentTelephone.h"
 
 namespace {
@@ -110,6 +114,11 @@ void countAllocations()
     print("without an action", [&] { controller.LMSEventNotStreaming(session); });
     print("error", [&] { controller.LMSEventErrorStatus(session, LMSErrorCode{2}); });
     print("destroy", [&] { controller.LMSDestroySession(session); });
+    print("record", [&] {
+        ManageableData record;
+        record.populate(MediaRecordingDefs::tarnTagCallRecordingActive, MediaRecordingDefs::tarnTagCallRecordingActive,
+                        line);
+    });
 
     LMSEventDispatcher dispatcher(&controller);
     const auto posted = [&] {
@@ -140,7 +149,8 @@ void createSessions(Core& core)
 void measureMemory()
 {
     const auto print = [](const char* name, Count count) {
-        std::printf("  \"%s\": {\"asked\": %ld, \"heap\": %ld},\n", name, count.asked / MANY, count.heap / MANY);
+        std::printf("  \"%s\": {\"asked\": %ld, \"heap\": %ld},\n", name, (count.asked + MANY - 1) / MANY,
+                    (count.heap + MANY - 1) / MANY);
     };
     Core recording("allcalls");
     playCalls(recording, 0, MANY);  // with what is there only once

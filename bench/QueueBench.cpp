@@ -15,14 +15,13 @@
 
 namespace {
 
-/// Keeps this thread, and those that it starts meanwhile, on one processor, the first or the second it may use (which
-/// are the same where there is only one).
+/// Keeps this thread, and those that it starts meanwhile, on one processor of those that it may use.
 class OnProcessor {
 public:
     explicit OnProcessor(int which)
     {
         ::sched_getaffinity(0, sizeof m_before, &m_before);
-        int left = which % CPU_COUNT(&m_before);
+        int left = which;
         std::size_t processor = 0;
         while (!CPU_ISSET(processor, &m_before) || left-- > 0) {
             ++processor;
@@ -157,6 +156,12 @@ double handOver(Receiver& receiver, Post post)
 /// With both threads on the first processor, or the waiting one on the second.
 void oneWay(benchmark::State& state, int processor)
 {
+    cpu_set_t usable;
+    ::sched_getaffinity(0, sizeof usable, &usable);
+    if (processor >= CPU_COUNT(&usable)) {
+        state.SkipWithError("there is one processor only");
+        return;
+    }
     Receiver receiver;
     std::optional<OnProcessor> there(processor);
     LMSEventDispatcher dispatcher(&receiver);
@@ -172,39 +177,50 @@ void oneWay(benchmark::State& state, int processor)
 BENCHMARK_CAPTURE(oneWay, sameProcessor, 0);
 BENCHMARK_CAPTURE(oneWay, otherProcessor, 1);
 
-/// Wall time of one of 200 calls, made by so many threads at once, each on lines of its own, until all are handled:
-/// one after the other on a line, or all of a thread at once, each on another line.
+constexpr int CALLS = 200;
+
+/// Wall time of one of many calls, each on a line of its own, made by so many threads: from the first call's beginning
+/// until all are handled.
 template <typename Call>
-double calls(int threads, bool atOnce, Call call)
+double calls(int threads, Call call)
 {
-    const int each = 200 / threads;
+    static const std::vector<std::string> lines = [] {
+        std::vector<std::string> uris(CALLS);
+        for (int i = 0; i < CALLS; ++i) {
+            uris[static_cast<std::size_t>(i)] = lineURI(i);
+        }
+        return uris;
+    }();
     std::promise<void> start;
     const std::shared_future<void> started = start.get_future();
+    Semaphore ready(0, threads, false);
+    std::mutex lock;
+    double begin = 0;
     std::vector<std::thread> callers;
     callers.reserve(static_cast<std::size_t>(threads));
     for (int i = 0; i < threads; ++i) {
-        callers.emplace_back([=] {
-            std::vector<std::string> lines;
-            lines.reserve(static_cast<std::size_t>(each));
-            for (int n = 0; n < each; ++n) {
-                lines.push_back(lineURI(i * each + (atOnce ? n : 0)));
-            }
+        callers.emplace_back([&, i] {
+            ready.give();
             started.wait();
-            for (const std::string& line : lines) {
-                call(line);
-                if (!atOnce) {
-                    runtime::waitUntilIdle();
-                }
+            {
+                const std::lock_guard<std::mutex> guard(lock);
+                begin = begin == 0 ? wallTime() : begin;
+            }
+            for (std::size_t n = static_cast<std::size_t>(i); n < lines.size();
+                 n += static_cast<std::size_t>(threads)) {
+                call(lines[n]);
             }
         });
     }
-    const double begin = wallTime();
+    for (int i = 0; i < threads; ++i) {
+        ready.take(-1);
+    }
     start.set_value();
     for (std::thread& caller : callers) {
         caller.join();
     }
     runtime::waitUntilIdle();
-    return (wallTime() - begin) / (each * threads);
+    return (wallTime() - begin) / CALLS;
 }
 
 struct RunningService {
@@ -225,7 +241,7 @@ struct RunningService {
     std::unique_ptr<MediaRecordingService> service{createMediaRecordingService()};
 };
 
-void wholeCalls(benchmark::State& state, bool atOnce)
+void wholeCalls(benchmark::State& state)
 {
     const OnProcessor first(0);
     const int threads = static_cast<int>(state.range(0));
@@ -246,12 +262,11 @@ void wholeCalls(benchmark::State& state, bool atOnce)
     const auto coreCall = [&dispatcher](const std::string& line) { playCall(dispatcher, line); };
     LMSEventObserverIfc* const observer = running.telephone.observer;
     const auto serviceCall = [observer](const std::string& line) { playCall(*observer, line); };
-    sideBySide(state, {{"plugin", [&] { return calls(threads, atOnce, coreCall); }},
-                       {"bare", [&] { return calls(threads, atOnce, minimalCall); }},
-                       {"service", [&] { return calls(threads, atOnce, serviceCall); }}});
+    sideBySide(state, {{"plugin", [&] { return calls(threads, coreCall); }},
+                       {"bare", [&] { return calls(threads, minimalCall); }},
+                       {"service", [&] { return calls(threads, serviceCall); }}});
 }
-BENCHMARK_CAPTURE(wholeCalls, successive, false)->Arg(1)->Arg(2)->Arg(4);
-BENCHMARK_CAPTURE(wholeCalls, atOnce, true)->Arg(1)->Arg(2)->Arg(4);
+BENCHMARK(wholeCalls)->Arg(1)->Arg(2)->Arg(4);
 
 // What starting and stopping the service costs.
 struct Lifetime {

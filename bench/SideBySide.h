@@ -24,11 +24,11 @@ inline double medianOf(std::vector<double> values)
 
 /// Lets the contenders take turns, a chunk each, so that whatever else the machine does meets all of them alike, and
 /// reports each one's median under its name. A chunk of its own before each warms the caches: none finds there what
-/// another left or drove out. The first one takes part twice, the second time as "control": how far
-/// apart the two are tells how much of a ratio is noise.
+/// another left or drove out. The first one takes part twice: "control", the ratio of the two, tells how much of a
+/// ratio is noise.
 inline void sideBySide(benchmark::State& state, std::vector<Contender> contenders)
 {
-    contenders.push_back({"control", contenders.front().run});
+    contenders.push_back(contenders.front());
     std::vector<std::vector<double>> costs(contenders.size());
     std::size_t turn = 0;
     for ([[maybe_unused]] const auto iteration : state) {
@@ -40,9 +40,11 @@ inline void sideBySide(benchmark::State& state, std::vector<Contender> contender
         }
         ++turn;
     }
-    for (std::size_t i = 0; i < contenders.size(); ++i) {
+    const double again = medianOf(costs.back());
+    for (std::size_t i = 0; i + 1 < contenders.size(); ++i) {
         state.counters[contenders[i].name] = medianOf(costs[i]);
     }
+    state.counters["control"] = medianOf(costs.front()) / again;
 }
 
 inline double nanoseconds(clockid_t clock)

@@ -72,12 +72,14 @@ private:
     bool autostarts(const std::string& lineURI);
     bool userControllable(const std::string& line);
     std::string recordingMode();
+    RecordingStateMachine*& entryOf(const std::string& lineURI);
     RecordingStateMachine* machineCreatedIfNeeded(const char* operation, const std::string& lineURI);
     RecordingStateMachine* newMachine();
     void deactivate(const std::string& lineURI);
     void releaseLine(const std::string& uri);
     void selectLine(const std::string& uri);
     void dump();
+    void logMachines();
 
     // All guarded by m_lock.
     RecordingEventLayer* m_eventLayer;

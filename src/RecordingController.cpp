@@ -61,14 +61,14 @@ void RecordingController::close()
 template <typename Answer, typename Body>
 Answer RecordingController::guarded(const char* operation, Answer otherwise, Body body)
 {
-    const auto guard = lock();
+    const std::lock_guard<std::recursive_mutex> guard(m_lock);
     return m_closed ? otherwise : contained(COMPONENT, SOURCE, operation, otherwise, body);
 }
 
 template <typename Body>
 void RecordingController::guarded(const char* operation, Body body)
 {
-    const auto guard = lock();
+    const std::lock_guard<std::recursive_mutex> guard(m_lock);
     if (!m_closed) {
         contained(COMPONENT, SOURCE, operation, body);
     }
@@ -88,7 +88,7 @@ int RecordingController::LMSCreateSession(const std::string& lineURI, int callID
                     "LMSCreateSession");
         }
 
-        RecordingStateMachine*& machine = m_stateMachines[lineURI];
+        RecordingStateMachine*& machine = entryOf(lineURI);
         if (machine == nullptr) {
             MRS_LOG(
                 LOG_LEVEL_DETAIL,
@@ -140,7 +140,7 @@ void RecordingController::LMSDestroySession(int mrsID)
                 m_configManager->setRecordingActivation(lineURI, false);
             }
             // The machine's actions still read the session.
-            if (RecordingStateMachine* const machine = m_stateMachines[lineURI]) {
+            if (RecordingStateMachine* const machine = entryOf(lineURI)) {
                 machine->EVT_not_in_call();
             } else {
                 MRS_LOG(LOG_LEVEL_ERROR,
@@ -165,7 +165,7 @@ void RecordingController::LMSEventAttached(int recordingSessionHandle, int media
         if (RecordingSession* const session = m_recSessionController->getSession(recordingSessionHandle)) {
             session->callID = recordedCallID;
             session->mediaSessionHandle = mediaSessionHandle;
-            if (RecordingStateMachine* const machine = m_stateMachines[session->lineURI]) {
+            if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
                 machine->EVT_attached();
             } else {
                 MRS_LOG(LOG_LEVEL_ERROR,
@@ -192,7 +192,7 @@ void RecordingController::LMSEventStreaming(int recordingSessionHandle, int medi
                     "LMSEventStreaming", recordingSessionHandle);
             return;
         }
-        if (RecordingStateMachine* const machine = m_stateMachines[session->lineURI]) {
+        if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
             session->callID = recordedCallID;
             session->mediaSessionHandle = mediaSessionHandle;
             machine->EVT_streaming();
@@ -215,7 +215,7 @@ void RecordingController::LMSEventNotStreaming(int recordingSessionHandle)
                     "LMSEventNotStreaming", recordingSessionHandle);
             return;
         }
-        if (RecordingStateMachine* const machine = m_stateMachines[session->lineURI]) {
+        if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
             machine->EVT_non_streaming();
         } else {
             MRS_LOG(LOG_LEVEL_ERROR, "%s(): lineURI == %s has no associated state machine", "LMSEventNotStreaming",
@@ -237,7 +237,7 @@ void RecordingController::LMSEventErrorStatus(int mrsID, LMSErrorCode errorCode)
                 "LMSEventErrorStatus", mrsID);
             return;
         }
-        if (RecordingStateMachine* const machine = m_stateMachines[session->lineURI]) {
+        if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
             machine->EVT_error();
         } else {
             MRS_LOG(LOG_LEVEL_ERROR, "%s(): lineURI == %s has no associated state machine", "LMSEventErrorStatus",
@@ -286,7 +286,7 @@ bool RecordingController::userControllable(const std::string& line)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "%s(line = %s)", "getCallRecordingUserControllable", line.c_str());
     bool inCall = false;
-    if (RecordingStateMachine* const machine = m_stateMachines[line]) {
+    if (RecordingStateMachine* const machine = entryOf(line)) {
         inCall = machine->getSessionInCall();
     } else {
         MRS_LOG(
@@ -310,7 +310,7 @@ std::string RecordingController::recordingMode()
 bool RecordingController::isInCall(const std::string& lineURI)
 {
     return guarded("isInCall", false, [&] {
-        RecordingStateMachine* const machine = m_stateMachines[lineURI];
+        RecordingStateMachine* const machine = entryOf(lineURI);
         return machine != nullptr && machine->getSessionInCall();
     });
 }
@@ -333,9 +333,15 @@ RecordingStateMachine* RecordingController::getRecordingStateMachineCreateNewIfN
     });
 }
 
+/// A line that was never seen gets an empty entry, which the dump shows.
+RecordingStateMachine*& RecordingController::entryOf(const std::string& lineURI)
+{
+    return m_stateMachines[lineURI];
+}
+
 RecordingStateMachine* RecordingController::machineCreatedIfNeeded(const char* operation, const std::string& lineURI)
 {
-    RecordingStateMachine*& machine = m_stateMachines[lineURI];
+    RecordingStateMachine*& machine = entryOf(lineURI);
     if (machine == nullptr) {
         MRS_LOG(LOG_LEVEL_DETAIL,
                 "%s(lineURI = %s): m_stateMachines[lineURI=%s] not found, instantiating new state machine.", operation,
@@ -396,7 +402,7 @@ void RecordingController::deactivate(const std::string& lineURI)
         m_configManager->setRecordingActivation(lineURI, false);
     }
     m_eventLayer->updateCallRecordingFPKLamp();
-    if (RecordingStateMachine* const machine = m_stateMachines[lineURI]) {
+    if (RecordingStateMachine* const machine = entryOf(lineURI)) {
         machine->EVT_deactivate();
     } else {
         MRS_LOG(
@@ -440,7 +446,7 @@ void RecordingController::setLineStatus(std::string uri, ELineState state, int c
 
 void RecordingController::releaseLine(const std::string& uri)
 {
-    if (RecordingStateMachine* const machine = m_stateMachines[uri]) {
+    if (RecordingStateMachine* const machine = entryOf(uri)) {
         machine->EVT_line_deselected();
     } else {
         MRS_LOG(LOG_LEVEL_WARNING, "m_stateMachines[uri==%s] == NULL", uri.c_str());
@@ -458,7 +464,7 @@ void RecordingController::selectLine(const std::string& uri)
             machine->EVT_line_deselected();
         }
     }
-    RecordingStateMachine* const selected = m_stateMachines[m_selectedLine];
+    RecordingStateMachine* const selected = entryOf(m_selectedLine);
     if (selected != nullptr) {
         selected->EVT_line_selected();
     } else {
@@ -486,11 +492,14 @@ void RecordingController::dumpStateMachines()
 
 void RecordingController::dump()
 {
-    const bool shown = loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL);
     // The machines look their sessions up for it, and that is traced by itself.
-    if (!shown && !loggingOnApp("RecordingSessionController", LOG_LEVEL_TRACE)) {
-        return;
+    if (loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL) || loggingOnApp("RecordingSessionController", LOG_LEVEL_TRACE)) {
+        logMachines();
     }
+}
+
+void RecordingController::logMachines()
+{
     std::string text = "dumpStateMachines()\n";
     for (const auto& [lineURI, machine] : m_stateMachines) {
         char address[32];
