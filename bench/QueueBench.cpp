@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -184,17 +185,15 @@ constexpr int CALLS = 200;
 template <typename Call>
 double calls(int threads, Call call)
 {
-    static const std::vector<std::string> lines = [] {
-        std::vector<std::string> uris(CALLS);
-        for (int i = 0; i < CALLS; ++i) {
-            uris[static_cast<std::size_t>(i)] = lineURI(i);
-        }
-        return uris;
-    }();
+    std::vector<std::string> lines;
+    lines.reserve(CALLS);
+    for (int i = 0; i < CALLS; ++i) {
+        lines.push_back(lineURI(i));
+    }
     std::promise<void> start;
     const std::shared_future<void> started = start.get_future();
     Semaphore ready(0, threads, false);
-    std::mutex lock;
+    std::once_flag first;
     double begin = 0;
     std::vector<std::thread> callers;
     callers.reserve(static_cast<std::size_t>(threads));
@@ -202,13 +201,9 @@ double calls(int threads, Call call)
         callers.emplace_back([&, i] {
             ready.give();
             started.wait();
-            {
-                const std::lock_guard<std::mutex> guard(lock);
-                begin = begin == 0 ? wallTime() : begin;
-            }
-            for (std::size_t n = static_cast<std::size_t>(i); n < lines.size();
-                 n += static_cast<std::size_t>(threads)) {
-                call(lines[n]);
+            std::call_once(first, [&] { begin = wallTime(); });
+            for (int n = i; n < CALLS; n += threads) {
+                call(lines[static_cast<std::size_t>(n)]);
             }
         });
     }
