@@ -19,7 +19,6 @@ constexpr std::size_t THREAD_WIDTH = 11;
 constexpr std::array<const char*, NUMBER_OF_PARTIES> names{"user",  "service", "framework", "management",
                                                            "calls", "media",   "comms",     "lamp"};
 constexpr std::array<const char*, 7> colours{"", "", "1;32", "1;37;41", "1", "31", "33"};  // by kind of happening
-constexpr std::array<const char*, NUMBER_OF_THREADS> threadColours{"36", "35", "34"};
 
 }  // namespace
 

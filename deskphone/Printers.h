@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -8,6 +9,9 @@
 #include "Step.h"
 
 struct Happening;
+
+/// Colours of a terminal, as parameters of its escape sequence.
+constexpr std::array<const char*, NUMBER_OF_THREADS> threadColours{"36", "35", "34"};
 
 /// Turns a finished step into what is printed for it, whole lines.
 using Printer = std::function<std::string(const Step&)>;

@@ -87,8 +87,8 @@ bool Prompt::next(std::string& line)
     line = input.get();
     if (!line.empty()) {
         add_history(input.get());
-        write_history(
-            m_history.c_str());  // at once: the program may be broken off; a prompt without history is one, too
+        // At once, because the program may be broken off. A prompt without history is one, too.
+        write_history(m_history.c_str());
     }
     return true;
 }

@@ -16,7 +16,6 @@ constexpr const char* RED = "31";
 constexpr const char* GREEN = "1;32";
 constexpr const char* YELLOW = "33";
 constexpr const char* LAMP_LIT = "1;37;41";
-constexpr std::array<const char*, NUMBER_OF_THREADS> threadColours{"36", "35", "34"};
 
 constexpr std::size_t THREAD_WIDTH = 12;
 constexpr std::size_t KIND_WIDTH = 10;

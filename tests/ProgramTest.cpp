@@ -1,76 +1,18 @@
 // The program as its users run it, with the shared object that it loads: whole outputs, messages, exit status.
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "Program.h"
+
 namespace {
 
-namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-const fs::path SCENARIOS = SCENARIO_FOLDER;
-
-std::string contentOf(const fs::path& file)
-{
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-/// A file that lives as long as the test.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(const std::string& content = "")
-        : m_path(fs::temp_directory_path() /
-                 ("deskphone-test-" + std::to_string(::getpid()) + "-" + std::to_string(++m_number)))
-    {
-        std::ofstream(m_path, std::ios::binary) << content;
-    }
-    ~TemporaryFile() { fs::remove(m_path); }
-
-    std::string name() const { return m_path.string(); }
-    std::string content() const { return contentOf(m_path); }
-
-private:
-    static int m_number;
-    fs::path m_path;
-};
-int TemporaryFile::m_number = 0;
-
-struct Played {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
-/// Runs deskphone with these arguments of a shell command line.
-Played deskphone(const std::string& arguments, const std::string& input = "")
-{
-    const TemporaryFile in(input);
-    const TemporaryFile out;
-    const TemporaryFile err;
-    const std::string command =
-        std::string(DESKPHONE_COMMAND) + " " + arguments + " <" + in.name() + " >" + out.name() + " 2>" + err.name();
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out.content(), err.content()};
-}
-
-/// Addresses differ from run to run.
-std::string withoutAddresses(const std::string& text)
-{
-    return std::regex_replace(text, std::regex("0x[0-9a-f]+"), "0xADDRESS");
-}
 
 std::vector<std::string> storyNames()
 {
