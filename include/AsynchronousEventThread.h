@@ -9,7 +9,7 @@
 
 class CSfi;
 template <typename Record>
-struct RecordQueue;
+class RecordQueueView;
 
 enum AsynchronousRequestType : int { ASYNC_ATTACH_REC_SESSION = 0, ASYNC_DETACH_REC_SESSION = 1 };
 
@@ -37,15 +37,15 @@ public:
     /// Null before init().
     static AsynchronousEventThread* instance();
 
-    /// Queues a copy of the request.
+    /// Queues a copy of the request; drops it once terminate() has begun.
     void process(AsynchronousEventData& data);
-    /// Stops the thread for good and waits for it; a request being performed is finished. The instance stays: it
-    /// takes further requests and performs none.
+    /// Stops the thread for good and waits for it; a request being performed is finished, those still queued are
+    /// dropped. The instance stays.
     void terminate();
 
 private:
     explicit AsynchronousEventThread(CSfi* csfi);
-    RecordQueue<AsynchronousEventData> queue();
+    RecordQueueView<AsynchronousEventData> queue();
     void perform(const AsynchronousEventData& data);
 
     static AsynchronousEventThread* m_instance;

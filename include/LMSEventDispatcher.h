@@ -9,7 +9,7 @@
 #include "Threadable.h"
 
 template <typename Record>
-struct RecordQueue;
+class RecordQueueView;
 
 /// Takes the media server's events from call control's threads and delivers them to an observer on a thread of its
 /// own, one at a time, oldest first; only a session's creation is passed on at once, on the caller's thread.
@@ -55,7 +55,7 @@ public:
     void process(LMSEventData* data);
 
 private:
-    RecordQueue<LMSEventData> queue();
+    RecordQueueView<LMSEventData> queue();
     void post(int session, int media, int call, LMSErrorCode code, LMSEventType type);
     void deliver(const LMSEventData& data);
 

@@ -63,23 +63,15 @@ public:
     void close();
 
 private:
-    template <typename Answer, typename Body>
-    Answer guarded(const char* operation, Answer otherwise, Body body);
     template <typename Body>
-    void guarded(const char* operation, Body body);
+    auto guarded(const char* operation, Body body, int line = __builtin_LINE()) -> decltype(body());
 
-    bool activated(const std::string& lineURI);
-    bool autostarts(const std::string& lineURI);
-    bool userControllable(const std::string& line);
     std::string recordingMode();
     RecordingStateMachine*& entryOf(const std::string& lineURI);
-    RecordingStateMachine* machineCreatedIfNeeded(const char* operation, const std::string& lineURI);
     RecordingStateMachine* newMachine();
-    void deactivate(const std::string& lineURI);
+    void beginSession(int mrsID, const std::string& lineURI, int callID);
     void releaseLine(const std::string& uri);
     void selectLine(const std::string& uri);
-    void dump();
-    void logMachines();
 
     // All guarded by m_lock.
     RecordingEventLayer* m_eventLayer;

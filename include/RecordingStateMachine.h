@@ -8,6 +8,7 @@
 class RecordingConfigManager;
 class RecordingEventLayer;
 class RecordingSessionController;
+struct RecordingSession;
 
 enum RecordingState : int {
     ILLEGAL_STATE,  // in the transition table: no transition
@@ -100,6 +101,7 @@ private:
     void callDatasetSynchronizationLock(bool lock);
     void sendRecordingStatus(const std::string& status);
     void setMediaSessionDirection(const std::string& dir);
+    const RecordingSession* session() const;
 
     RecordingEventLayer* m_eventLayer;
     RecordingSessionController* m_recSessionController;

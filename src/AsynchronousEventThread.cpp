@@ -1,10 +1,8 @@
 #include "AsynchronousEventThread.h"
 
-#include <new>
-
 #include "CSfi.h"
 #include "Log.h"
-#include "RecordQueue.h"
+#include "RecordQueueView.h"
 
 namespace {
 
@@ -25,7 +23,7 @@ AsynchronousEventThread* AsynchronousEventThread::m_instance = nullptr;
 void AsynchronousEventThread::init(CSfi* csfi)
 {
     if (m_instance == nullptr) {
-        m_instance = new (std::nothrow) AsynchronousEventThread(csfi);
+        m_instance = contained(COMPONENT, SOURCE, "init", [csfi] { return new AsynchronousEventThread(csfi); });
     }
 }
 
@@ -39,12 +37,9 @@ AsynchronousEventThread::AsynchronousEventThread(CSfi* csfi) : m_csfi(csfi)
     queue().start(*this);
 }
 
-AsynchronousEventThread::~AsynchronousEventThread()
-{
-    queue().release();
-}
+AsynchronousEventThread::~AsynchronousEventThread() = default;
 
-RecordQueue<AsynchronousEventData> AsynchronousEventThread::queue()
+RecordQueueView<AsynchronousEventData> AsynchronousEventThread::queue()
 {
     return {m_queueLock, m_queue, m_queueSignal, m_running};
 }
@@ -72,8 +67,8 @@ void AsynchronousEventThread::perform(const AsynchronousEventData& data)
         return;
     }
     if (data.requestType == ASYNC_DETACH_REC_SESSION) {
-        csfi->detachRecSession(data.mrsID);
+        contained(COMPONENT, SOURCE, "detachRecSession", [&] { csfi->detachRecSession(data.mrsID); });
     } else {
-        csfi->attachRecSession(data.mrsID, data.recUri);
+        contained(COMPONENT, SOURCE, "attachRecSession", [&] { csfi->attachRecSession(data.mrsID, data.recUri); });
     }
 }

@@ -1,7 +1,7 @@
 #include "LMSEventDispatcher.h"
 
 #include "Log.h"
-#include "RecordQueue.h"
+#include "RecordQueueView.h"
 
 namespace {
 
@@ -23,10 +23,9 @@ LMSEventDispatcher::~LMSEventDispatcher()
 {
     queue().stop(*this);
     m_observer = nullptr;
-    queue().release();
 }
 
-RecordQueue<LMSEventDispatcher::LMSEventData> LMSEventDispatcher::queue()
+RecordQueueView<LMSEventDispatcher::LMSEventData> LMSEventDispatcher::queue()
 {
     return {m_queueLock, m_queue, m_queueSignal, m_running};
 }
@@ -82,7 +81,8 @@ void LMSEventDispatcher::process(LMSEventData* data)
 
 void LMSEventDispatcher::run()
 {
-    queue().deliver([this](const LMSEventData& data) { deliver(data); });
+    queue().deliver(
+        [this](const LMSEventData& data) { contained(COMPONENT, SOURCE, "deliver", [&] { deliver(data); }); });
 }
 
 void LMSEventDispatcher::deliver(const LMSEventData& data)

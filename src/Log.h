@@ -1,16 +1,17 @@
 #pragma once
 
-#include <exception>
-
 #include "Logging.h"
 
 // Each source file that logs defines its COMPONENT and SOURCE first. Nothing of a silent trace is computed; errors are
-// logged without asking.
-#define MRS_LOG(level, ...)                                                 \
-    do {                                                                    \
-        if ((level) <= LOG_LEVEL_ERROR || loggingOnApp(COMPONENT, level)) { \
-            logApp(COMPONENT, SOURCE, level, __LINE__, __VA_ARGS__);        \
-        }                                                                   \
+// logged without asking. A record that cannot be logged is lost: no log decides what an operation does.
+#define MRS_LOG(level, ...)                                                     \
+    do {                                                                        \
+        try {                                                                   \
+            if ((level) <= LOG_LEVEL_ERROR || loggingOnApp(COMPONENT, level)) { \
+                logApp(COMPONENT, SOURCE, level, __LINE__, __VA_ARGS__);        \
+            }                                                                   \
+        } catch (...) {                                                         \
+        }                                                                       \
     } while (false)
 
 inline const char* asText(bool value)
@@ -18,24 +19,19 @@ inline const char* asText(bool value)
     return value ? "true" : "false";
 }
 
-/// Runs an operation's body. Where the standard library throws (there is no memory left), that is logged and the
-/// operation ends with `otherwise`: no exception of it reaches the framework.
-template <typename Answer, typename Body>
-Answer contained(const char* component, const char* source, const char* operation, Answer otherwise, Body body)
+/// Logs the exception that is being handled, as an error of this operation.
+void logException(const char* component, const char* source, int line, const char* operation) noexcept;
+
+/// Runs an operation's body. Whatever is thrown in it is logged, as from the caller's place in the source, and ends the
+/// operation with the empty value of its type: no exception reaches the framework or another operation.
+template <typename Body>
+auto contained(const char* component, const char* source, const char* operation, Body body, int line = __builtin_LINE())
+    -> decltype(body())
 {
     try {
         return body();
-    } catch (const std::exception& failure) {
-        logApp(component, source, LOG_LEVEL_ERROR, __LINE__, "%s: %s", operation, failure.what());
-        return otherwise;
+    } catch (...) {
+        logException(component, source, line, operation);
     }
-}
-
-template <typename Body>
-void contained(const char* component, const char* source, const char* operation, Body body)
-{
-    contained(component, source, operation, true, [&body] {
-        body();
-        return true;
-    });
+    return decltype(body())();
 }

@@ -62,38 +62,43 @@ MediaRecordingService::~MediaRecordingService()
 
 void MediaRecordingService::init(Context& context, Executable* executable, MgmtAgentIfc* mgmtAgent)
 {
-    contained(COMPONENT, SOURCE, "init",
-              [&] { init(context, executable, mgmtAgent, new RecordingConfigManager(&context)); });
+    init(context, executable, mgmtAgent,
+         contained(COMPONENT, SOURCE, "init", [&] { return new RecordingConfigManager(&context); }));
 }
 
 void MediaRecordingService::init(Context& context, Executable* executable, MgmtAgentIfc* mgmtAgent,
                                  RecordingConfigManager* configManager)
 {
+    MRS_LOG(LOG_LEVEL_TRACE, "init()");
+    m_context = &context;
     contained(COMPONENT, SOURCE, "init", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "init()");
-        m_context = &context;
         m_eventLayer = new RecordingEventLayerAdapter(m_context, this);
         m_recordingController = new RecordingController(m_eventLayer, configManager);
-        m_subscribingService = executable;
-        m_mgmtAgent = mgmtAgent;
-        m_localMgmtIfc = MediaRecordingHelper::getLocalMgmtIfc(*m_context);
-        observeDataItems();
-        setRecordingConfigManager(configManager);
-        if (m_configManager == nullptr) {
-            MRS_LOG(LOG_LEVEL_ERROR, "m_configManager NULL. Failed to initialize MRS.");
-            return;
-        }
-        const std::string mode = m_configManager->getDataItem(CALL_RECORDING_MODE);
-        m_eventLayer->setCallRecMode(mode);
-        MRS_LOG(LOG_LEVEL_DETAIL, "Create LMSEventDispatcher");
+    });
+    m_subscribingService = executable;
+    m_mgmtAgent = mgmtAgent;
+    m_localMgmtIfc = MediaRecordingHelper::getLocalMgmtIfc(*m_context);
+    observeDataItems();
+    setRecordingConfigManager(configManager);
+    if (m_configManager == nullptr) {
+        MRS_LOG(LOG_LEVEL_ERROR, "m_configManager NULL. Failed to initialize MRS.");
+        return;
+    }
+    if (m_recordingController == nullptr) {
+        return;
+    }
+    const std::string mode = m_configManager->getDataItem(CALL_RECORDING_MODE);
+    m_eventLayer->setCallRecMode(mode);
+    MRS_LOG(LOG_LEVEL_DETAIL, "Create LMSEventDispatcher");
+    contained(COMPONENT, SOURCE, "registerLMSEventObserver", [this] {
         m_lmsEventDispatcher = new LMSEventDispatcher(m_recordingController);
         if (CSfi* const csfi = CSfi::GetInstance()) {
             csfi->registerLMSEventObserver(m_lmsEventDispatcher);
         } else {
             MRS_LOG(LOG_LEVEL_ERROR, "m_csfi==NULL. Cannot call m_csfi->registerLMSEventObserver.");
         }
-        MRS_LOG(LOG_LEVEL_DETAIL, "Set Sfi initial CallRecMode value to %s", mode.c_str());
     });
+    MRS_LOG(LOG_LEVEL_DETAIL, "Set Sfi initial CallRecMode value to %s", mode.c_str());
 }
 
 void MediaRecordingService::observeDataItems()
@@ -111,8 +116,8 @@ void MediaRecordingService::observeDataItems()
 
 bool MediaRecordingService::getCallRecordingOn(const std::string& line)
 {
-    return contained(COMPONENT, SOURCE, "getCallRecordingOn", false, [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(line = %s)", "getCallRecordingOn", line.c_str());
+    return contained(COMPONENT, SOURCE, "getCallRecordingOn", [&] {
+        MRS_LOG(LOG_LEVEL_TRACE, "getCallRecordingOn(line = %s)", line.c_str());
         const bool activated = m_configManager != nullptr && m_configManager->getRecordingActivation(line);
         const bool inCall = m_recordingController != nullptr && m_recordingController->isInCall(line);
         if (m_configManager == nullptr) {
@@ -131,7 +136,7 @@ bool MediaRecordingService::getCallRecordingOn(const std::string& line)
 
 bool MediaRecordingService::getSelectedLineRecordingOn()
 {
-    return contained(COMPONENT, SOURCE, "getSelectedLineRecordingOn", false, [this] {
+    return contained(COMPONENT, SOURCE, "getSelectedLineRecordingOn", [this] {
         return getCallRecordingOn(m_recordingController != nullptr ? m_recordingController->getSelectedLine()
                                                                    : std::string());
     });
@@ -167,8 +172,7 @@ void MediaRecordingService::dataChangedEvent(ManageableData& data)
 
 void MediaRecordingService::featureKeyDefinitionChanged(int keyIndex, PhysDefs::keyFunctionType keyFunction, bool)
 {
-    MRS_LOG(LOG_LEVEL_TRACE, "%s(keyIndex = %d, keyFunction = %d)", "featureKeyDefinitionChanged", keyIndex,
-            keyFunction);
+    MRS_LOG(LOG_LEVEL_TRACE, "featureKeyDefinitionChanged(keyIndex = %d, keyFunction = %d)", keyIndex, keyFunction);
     if (keyFunction == PhysDefs::KEY_FUNCTION_CALL_RECORDING) {
         updateLamp();
     }

@@ -72,6 +72,7 @@ void MediaRecordingServiceInvoker::handleMessage(Executable* executable, const c
 {
     MRS_LOG(LOG_LEVEL_INFO, "handleMessage: %s\n", message);
     const char* const reply = handle(executable, message);
-    response->setResponseText(reply, static_cast<int>(std::strlen(reply)));
-    response->finish();
+    contained(COMPONENT, SOURCE, "setResponseText",
+              [=] { response->setResponseText(reply, static_cast<int>(std::strlen(reply))); });
+    contained(COMPONENT, SOURCE, "finish", [=] { response->finish(); });
 }

@@ -69,7 +69,7 @@ void RecordingConfigManager::init()
 std::string RecordingConfigManager::getDataItem(RecordingDataItemType item)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "getDataItem:(item=%s)", dataset[item].name.c_str());
-    return contained(COMPONENT, SOURCE, "getDataItem", std::string(), [&] {
+    return contained(COMPONENT, SOURCE, "getDataItem", [&] {
         const Guard guard(m_lock);
         return dataset[item].value;
     });
@@ -77,7 +77,7 @@ std::string RecordingConfigManager::getDataItem(RecordingDataItemType item)
 
 bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::string& value)
 {
-    return contained(COMPONENT, SOURCE, "setDataItem", false, [&] {
+    return contained(COMPONENT, SOURCE, "setDataItem", [&] {
         const RecordingDataItemType driven = dataset[item].depItem;
         Write own{};
         Write dependent{};
@@ -127,7 +127,7 @@ bool RecordingConfigManager::report(const Write& write, const std::string& value
 
 bool RecordingConfigManager::notifyDataItemChange(RecordingDataItemType item, const std::string& oldValue)
 {
-    return contained(COMPONENT, SOURCE, "notifyDataItemChange", false, [&] {
+    return contained(COMPONENT, SOURCE, "notifyDataItemChange", [&] {
         std::string value;
         {
             const Guard guard(m_lock);
@@ -156,7 +156,7 @@ bool RecordingConfigManager::publish(RecordingDataItemType item, const std::stri
 bool RecordingConfigManager::getData(ManageableData& manageableData)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "getData( ManageableData& manageableData )");
-    return contained(COMPONENT, SOURCE, "getData", false, [&] {
+    return contained(COMPONENT, SOURCE, "getData", [&] {
         std::vector<std::string> ids;
         manageableData.getRootIds(ids);
         bool allKnown = true;
@@ -181,7 +181,7 @@ bool RecordingConfigManager::getData(ManageableData& manageableData)
 bool RecordingConfigManager::setData(ManageableData& manageableData)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "setData( ManageableData& manageableData ):");
-    return contained(COMPONENT, SOURCE, "setData", false, [&] {
+    return contained(COMPONENT, SOURCE, "setData", [&] {
         std::vector<std::string> ids;
         manageableData.getRootIds(ids);
         bool anyStored = false;
@@ -279,7 +279,7 @@ void RecordingConfigManager::eventRecordingStopped(const std::string& line)
 bool RecordingConfigManager::getRecordingActivation(const std::string& line)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "getRecordingActivation(linuURI=%s)", line.c_str());
-    return contained(COMPONENT, SOURCE, "getRecordingActivation", false, [&] {
+    return contained(COMPONENT, SOURCE, "getRecordingActivation", [&] {
         const Guard guard(m_lock);
         return m_recordingActivation[line];
     });

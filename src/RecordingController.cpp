@@ -57,83 +57,78 @@ void RecordingController::close()
     m_configManager = nullptr;
 }
 
-/// Runs an operation's body under the lock, unless the controller is closed.
-template <typename Answer, typename Body>
-Answer RecordingController::guarded(const char* operation, Answer otherwise, Body body)
-{
-    const std::lock_guard<std::recursive_mutex> guard(m_lock);
-    return m_closed ? otherwise : contained(COMPONENT, SOURCE, operation, otherwise, body);
-}
-
+/// Runs an operation's body under the lock. In a closed controller, and when the body fails, the answer is its type's
+/// empty value.
 template <typename Body>
-void RecordingController::guarded(const char* operation, Body body)
+auto RecordingController::guarded(const char* operation, Body body, int line) -> decltype(body())
 {
     const std::lock_guard<std::recursive_mutex> guard(m_lock);
-    if (!m_closed) {
-        contained(COMPONENT, SOURCE, operation, body);
-    }
+    return m_closed ? decltype(body())() : contained(COMPONENT, SOURCE, operation, body, line);
 }
 
 int RecordingController::LMSCreateSession(const std::string& lineURI, int callID)
 {
-    return guarded("LMSCreateSession", 0, [&] {
+    return guarded("LMSCreateSession", [&] {
         MRS_LOG(LOG_LEVEL_TRACE, "LMSCreateSession(lineURI=%s, callID=%d)", lineURI.c_str(), callID);
         m_selectedLine = lineURI;
         const int mrsID = m_recSessionController->createSession();
-        if (RecordingSession* const session = m_recSessionController->getSession(mrsID)) {
-            session->lineURI = lineURI;
-            session->callID = callID;
-        } else {
-            MRS_LOG(LOG_LEVEL_ERROR, "%s: session==NULL. Session parameters (lineURI, callID) not set.",
-                    "LMSCreateSession");
-        }
+        // The session lives from here on: whatever fails, call control gets the handle to end it with.
+        contained(COMPONENT, SOURCE, "LMSCreateSession", [&] { beginSession(mrsID, lineURI, callID); });
+        return mrsID;
+    });
+}
 
-        RecordingStateMachine*& machine = entryOf(lineURI);
-        if (machine == nullptr) {
-            MRS_LOG(
-                LOG_LEVEL_DETAIL,
+void RecordingController::beginSession(int mrsID, const std::string& lineURI, int callID)
+{
+    if (RecordingSession* const session = m_recSessionController->getSession(mrsID)) {
+        session->lineURI = lineURI;
+        session->callID = callID;
+    } else {
+        MRS_LOG(LOG_LEVEL_ERROR, "LMSCreateSession: session==NULL. Session parameters (lineURI, callID) not set.");
+    }
+
+    RecordingStateMachine*& machine = entryOf(lineURI);
+    if (machine == nullptr) {
+        MRS_LOG(LOG_LEVEL_DETAIL,
                 "sessionCreated(mrsID = %d): m_stateMachines[lineURI=%s] not found, instantiating new state machine.",
                 mrsID, lineURI.c_str());
-            machine = newMachine();
-            if (machine == nullptr) {
-                MRS_LOG(LOG_LEVEL_ERROR, "Allocation of new recording state machine failed for lineURI = %s.",
-                        lineURI.c_str());
-            }
-        }
-
-        if (autostarts(lineURI)) {
-            m_configManager->setRecordingActivation(lineURI, true);
-            if (machine != nullptr) {
-                machine->EVT_activate();
-            } else {
-                MRS_LOG(
-                    LOG_LEVEL_ERROR,
-                    "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine associated with lineURI equals NULL!",
+        machine = newMachine();
+        if (machine == nullptr) {
+            MRS_LOG(LOG_LEVEL_ERROR, "Allocation of new recording state machine failed for lineURI = %s.",
                     lineURI.c_str());
-            }
         }
+    }
+
+    if (getCallRecordingAutostarts(lineURI)) {
+        m_configManager->setRecordingActivation(lineURI, true);
         if (machine != nullptr) {
-            machine->EVT_in_call(mrsID);
+            machine->EVT_activate();
         } else {
             MRS_LOG(
                 LOG_LEVEL_ERROR,
-                "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_in_call(mrsID==%d). State machine associated with lineURI equals NULL!",
-                lineURI.c_str(), mrsID);
+                "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine associated with lineURI equals NULL!",
+                lineURI.c_str());
         }
-        m_eventLayer->updateCallRecordingFPKLamp();
-        dump();
-        return mrsID;
-    });
+    }
+    if (machine != nullptr) {
+        machine->EVT_in_call(mrsID);
+    } else {
+        MRS_LOG(
+            LOG_LEVEL_ERROR,
+            "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_in_call(mrsID==%d). State machine associated with lineURI equals NULL!",
+            lineURI.c_str(), mrsID);
+    }
+    m_eventLayer->updateCallRecordingFPKLamp();
+    dumpStateMachines();
 }
 
 void RecordingController::LMSDestroySession(int mrsID)
 {
     guarded("LMSDestroySession", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(recordingSessionHandle=%d)", "LMSDestroySession", mrsID);
-        MRS_LOG(LOG_LEVEL_DETAIL, "%s: m_recSessionController->getSession(recordingSessionHandle);",
-                "LMSDestroySession");
+        MRS_LOG(LOG_LEVEL_TRACE, "LMSDestroySession(recordingSessionHandle=%d)", mrsID);
+        MRS_LOG(LOG_LEVEL_DETAIL, "LMSDestroySession: m_recSessionController->getSession(recordingSessionHandle);");
         RecordingSession* const session = m_recSessionController->getSession(mrsID);
-        MRS_LOG(LOG_LEVEL_DETAIL, "%s: session=%p", "LMSDestroySession", static_cast<void*>(session));
+        MRS_LOG(LOG_LEVEL_DETAIL, "LMSDestroySession: session=%p", static_cast<void*>(session));
         if (session != nullptr) {
             const std::string lineURI = session->lineURI;
             if (m_configManager != nullptr && m_configManager->getRecordingActivation(lineURI)) {
@@ -143,53 +138,58 @@ void RecordingController::LMSDestroySession(int mrsID)
             if (RecordingStateMachine* const machine = entryOf(lineURI)) {
                 machine->EVT_not_in_call();
             } else {
-                MRS_LOG(LOG_LEVEL_ERROR,
-                        "%s(): no machine associated with lineURI = %s, machine->EVT_not_in_call() not called",
-                        "LMSDestroySession", lineURI.c_str());
+                MRS_LOG(
+                    LOG_LEVEL_ERROR,
+                    "LMSDestroySession(): no machine associated with lineURI = %s, machine->EVT_not_in_call() not called",
+                    lineURI.c_str());
             }
             m_recSessionController->destroySession(mrsID);
         } else {
-            MRS_LOG(LOG_LEVEL_ERROR, "%s: session with handle==%d not found. Couldn't call destroySession.",
-                    "LMSDestroySession", mrsID);
+            MRS_LOG(LOG_LEVEL_ERROR,
+                    "LMSDestroySession: session with handle==%d not found. Couldn't call destroySession.", mrsID);
         }
         m_eventLayer->updateCallRecordingFPKLamp();
-        dump();
+        dumpStateMachines();
     });
 }
 
 void RecordingController::LMSEventAttached(int recordingSessionHandle, int mediaSessionHandle, int recordedCallID)
 {
     guarded("LMSEventAttached", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(recordingSessionHandle=%d, mediaSessionHandle=%d, recordedCallID=%d)",
-                "LMSEventAttached", recordingSessionHandle, mediaSessionHandle, recordedCallID);
+        MRS_LOG(LOG_LEVEL_TRACE,
+                "LMSEventAttached(recordingSessionHandle=%d, mediaSessionHandle=%d, recordedCallID=%d)",
+                recordingSessionHandle, mediaSessionHandle, recordedCallID);
         if (RecordingSession* const session = m_recSessionController->getSession(recordingSessionHandle)) {
             session->callID = recordedCallID;
             session->mediaSessionHandle = mediaSessionHandle;
             if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
                 machine->EVT_attached();
             } else {
-                MRS_LOG(LOG_LEVEL_ERROR,
-                        "%s(): no machine associated with lineURI = %s, machine->EVT_attached() not called",
-                        "LMSEventAttached", session->lineURI.c_str());
+                MRS_LOG(
+                    LOG_LEVEL_ERROR,
+                    "LMSEventAttached(): no machine associated with lineURI = %s, machine->EVT_attached() not called",
+                    session->lineURI.c_str());
             }
         } else {
             MRS_LOG(LOG_LEVEL_ERROR,
-                    "%s(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL",
-                    "LMSEventAttached", recordingSessionHandle);
+                    "LMSEventAttached(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL",
+                    recordingSessionHandle);
         }
-        dump();
+        dumpStateMachines();
     });
 }
 
 void RecordingController::LMSEventStreaming(int recordingSessionHandle, int mediaSessionHandle, int recordedCallID)
 {
     guarded("LMSEventStreaming", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(recordingSessionHandle=%d, mediaSessionHandle=%d, recordedCallID=%d)",
-                "LMSEventStreaming", recordingSessionHandle, mediaSessionHandle, recordedCallID);
+        MRS_LOG(LOG_LEVEL_TRACE,
+                "LMSEventStreaming(recordingSessionHandle=%d, mediaSessionHandle=%d, recordedCallID=%d)",
+                recordingSessionHandle, mediaSessionHandle, recordedCallID);
         RecordingSession* const session = m_recSessionController->getSession(recordingSessionHandle);
         if (session == nullptr) {
-            MRS_LOG(LOG_LEVEL_ERROR, "%s: m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL",
-                    "LMSEventStreaming", recordingSessionHandle);
+            MRS_LOG(LOG_LEVEL_ERROR,
+                    "LMSEventStreaming: m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL",
+                    recordingSessionHandle);
             return;
         }
         if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
@@ -197,107 +197,99 @@ void RecordingController::LMSEventStreaming(int recordingSessionHandle, int medi
             session->mediaSessionHandle = mediaSessionHandle;
             machine->EVT_streaming();
         } else {
-            MRS_LOG(LOG_LEVEL_ERROR, "%s: lineURI = %s has no associated state machine", "LMSEventStreaming",
+            MRS_LOG(LOG_LEVEL_ERROR, "LMSEventStreaming: lineURI = %s has no associated state machine",
                     session->lineURI.c_str());
         }
-        dump();
+        dumpStateMachines();
     });
 }
 
 void RecordingController::LMSEventNotStreaming(int recordingSessionHandle)
 {
     guarded("LMSEventNotStreaming", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(recordingSessionHandle=%d)", "LMSEventNotStreaming", recordingSessionHandle);
+        MRS_LOG(LOG_LEVEL_TRACE, "LMSEventNotStreaming(recordingSessionHandle=%d)", recordingSessionHandle);
         RecordingSession* const session = m_recSessionController->getSession(recordingSessionHandle);
         if (session == nullptr) {
-            MRS_LOG(LOG_LEVEL_ERROR,
-                    "%s(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL",
-                    "LMSEventNotStreaming", recordingSessionHandle);
+            MRS_LOG(
+                LOG_LEVEL_ERROR,
+                "LMSEventNotStreaming(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL",
+                recordingSessionHandle);
             return;
         }
         if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
             machine->EVT_non_streaming();
         } else {
-            MRS_LOG(LOG_LEVEL_ERROR, "%s(): lineURI == %s has no associated state machine", "LMSEventNotStreaming",
+            MRS_LOG(LOG_LEVEL_ERROR, "LMSEventNotStreaming(): lineURI == %s has no associated state machine",
                     session->lineURI.c_str());
         }
-        dump();
+        dumpStateMachines();
     });
 }
 
 void RecordingController::LMSEventErrorStatus(int mrsID, LMSErrorCode errorCode)
 {
     guarded("LMSEventErrorStatus", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(mrsID = %d, LMSErrorCode=%d)", "LMSEventErrorStatus", mrsID, errorCode);
+        MRS_LOG(LOG_LEVEL_TRACE, "LMSEventErrorStatus(mrsID = %d, LMSErrorCode=%d)", mrsID, errorCode);
         RecordingSession* const session = m_recSessionController->getSession(mrsID);
         if (session == nullptr) {
             MRS_LOG(
                 LOG_LEVEL_WARNING,
-                "%s(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL; Couldn't process LMSEventErrorStatus. This is either en error, or the session doesn't exist any more, in which case the event is validly ignored.",
-                "LMSEventErrorStatus", mrsID);
+                "LMSEventErrorStatus(): m_recSessionController->getSession(recordingSessionHandle=%d) returned NULL; Couldn't process LMSEventErrorStatus. This is either en error, or the session doesn't exist any more, in which case the event is validly ignored.",
+                mrsID);
             return;
         }
         if (RecordingStateMachine* const machine = entryOf(session->lineURI)) {
             machine->EVT_error();
         } else {
-            MRS_LOG(LOG_LEVEL_ERROR, "%s(): lineURI == %s has no associated state machine", "LMSEventErrorStatus",
+            MRS_LOG(LOG_LEVEL_ERROR, "LMSEventErrorStatus(): lineURI == %s has no associated state machine",
                     session->lineURI.c_str());
         }
-        dump();
+        dumpStateMachines();
     });
 }
 
 bool RecordingController::getCallRecordingActivated(const std::string& lineURI)
 {
-    return guarded("getCallRecordingActivated", false, [&] { return activated(lineURI); });
-}
-
-bool RecordingController::activated(const std::string& lineURI)
-{
-    MRS_LOG(LOG_LEVEL_TRACE, "%s(lineURI = %s)", "getCallRecordingActivated", lineURI.c_str());
-    if (m_configManager == nullptr) {
-        MRS_LOG(
-            LOG_LEVEL_WARNING,
-            "%s: m_configManager == NULL couldn't m_configManager->getRecordingActivation(lineURI); trying to behave, therefore returning default value 'false'",
-            "getCallRecordingActivated");
-        return false;
-    }
-    return m_configManager->getRecordingActivation(lineURI);
+    return guarded("getCallRecordingActivated", [&] {
+        MRS_LOG(LOG_LEVEL_TRACE, "getCallRecordingActivated(lineURI = %s)", lineURI.c_str());
+        if (m_configManager == nullptr) {
+            MRS_LOG(
+                LOG_LEVEL_WARNING,
+                "getCallRecordingActivated: m_configManager == NULL couldn't m_configManager->getRecordingActivation(lineURI); trying to behave, therefore returning default value 'false'");
+            return false;
+        }
+        return m_configManager->getRecordingActivation(lineURI);
+    });
 }
 
 bool RecordingController::getCallRecordingAutostarts(const std::string& lineURI)
 {
-    return guarded("getCallRecordingAutostarts", false, [&] { return autostarts(lineURI); });
-}
-
-bool RecordingController::autostarts(const std::string& lineURI)
-{
-    MRS_LOG(LOG_LEVEL_TRACE, "%s(lineURI = %s)", "getCallRecordingAutostarts", lineURI.c_str());
-    const std::string mode = recordingMode();
-    return mode == MODE_AUTOSTART || mode == MODE_ALLCALLS || (mode == MODE_MANUAL && activated(lineURI));
+    return guarded("getCallRecordingAutostarts", [&] {
+        MRS_LOG(LOG_LEVEL_TRACE, "getCallRecordingAutostarts(lineURI = %s)", lineURI.c_str());
+        const std::string mode = recordingMode();
+        return mode == MODE_AUTOSTART || mode == MODE_ALLCALLS ||
+               (mode == MODE_MANUAL && getCallRecordingActivated(lineURI));
+    });
 }
 
 bool RecordingController::getCallRecordingUserControllable(const std::string& line)
 {
-    return guarded("getCallRecordingUserControllable", false, [&] { return userControllable(line); });
-}
-
-bool RecordingController::userControllable(const std::string& line)
-{
-    MRS_LOG(LOG_LEVEL_TRACE, "%s(line = %s)", "getCallRecordingUserControllable", line.c_str());
-    bool inCall = false;
-    if (RecordingStateMachine* const machine = entryOf(line)) {
-        inCall = machine->getSessionInCall();
-    } else {
-        MRS_LOG(
-            LOG_LEVEL_WARNING,
-            "%s: machine (= m_stateMachines[line==%s]) == NULLcouldn't inCall = machine->getSessionInCall(); using default value 'false'",
-            "getCallRecordingUserControllable", line.c_str());
-    }
-    const std::string mode = recordingMode();
-    MRS_LOG(LOG_LEVEL_DETAIL, "%s(): m_recordingMode = %s; inCall = %d", "getCallRecordingUserControllable",
-            mode.c_str(), inCall);
-    return mode == MODE_MANUAL || (mode == MODE_AUTOSTART && inCall);
+    return guarded("getCallRecordingUserControllable", [&] {
+        MRS_LOG(LOG_LEVEL_TRACE, "getCallRecordingUserControllable(line = %s)", line.c_str());
+        bool inCall = false;
+        if (RecordingStateMachine* const machine = entryOf(line)) {
+            inCall = machine->getSessionInCall();
+        } else {
+            MRS_LOG(
+                LOG_LEVEL_WARNING,
+                "getCallRecordingUserControllable: machine (= m_stateMachines[line==%s]) == NULLcouldn't inCall = machine->getSessionInCall(); using default value 'false'",
+                line.c_str());
+        }
+        const std::string mode = recordingMode();
+        MRS_LOG(LOG_LEVEL_DETAIL, "getCallRecordingUserControllable(): m_recordingMode = %s; inCall = %d", mode.c_str(),
+                inCall);
+        return mode == MODE_MANUAL || (mode == MODE_AUTOSTART && inCall);
+    });
 }
 
 /// Read afresh at every use: the management system may change it at any time.
@@ -309,7 +301,7 @@ std::string RecordingController::recordingMode()
 
 bool RecordingController::isInCall(const std::string& lineURI)
 {
-    return guarded("isInCall", false, [&] {
+    return guarded("isInCall", [&] {
         RecordingStateMachine* const machine = entryOf(lineURI);
         return machine != nullptr && machine->getSessionInCall();
     });
@@ -317,16 +309,21 @@ bool RecordingController::isInCall(const std::string& lineURI)
 
 std::string RecordingController::getSelectedLine()
 {
-    return guarded("getSelectedLine", std::string(), [this] { return m_selectedLine; });
+    return guarded("getSelectedLine", [this] { return m_selectedLine; });
 }
 
 RecordingStateMachine* RecordingController::getRecordingStateMachineCreateNewIfNeeded(const std::string& lineURI)
 {
-    RecordingStateMachine* const none = nullptr;
-    return guarded("getRecordingStateMachineCreateNewIfNeeded", none, [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(lineURI = \"%s\")", "getRecordingStateMachineCreateNewIfNeeded", lineURI.c_str());
-        RecordingStateMachine* const machine =
-            machineCreatedIfNeeded("getRecordingStateMachineCreateNewIfNeeded", lineURI);
+    return guarded("getRecordingStateMachineCreateNewIfNeeded", [&] {
+        MRS_LOG(LOG_LEVEL_TRACE, "getRecordingStateMachineCreateNewIfNeeded(lineURI = \"%s\")", lineURI.c_str());
+        RecordingStateMachine*& machine = entryOf(lineURI);
+        if (machine == nullptr) {
+            MRS_LOG(
+                LOG_LEVEL_DETAIL,
+                "getRecordingStateMachineCreateNewIfNeeded(lineURI = %s): m_stateMachines[lineURI=%s] not found, instantiating new state machine.",
+                lineURI.c_str(), lineURI.c_str());
+            machine = newMachine();
+        }
         MRS_LOG(LOG_LEVEL_DETAIL, "machine = m_stateMachines[lineURI==%s] == %p", lineURI.c_str(),
                 static_cast<void*>(machine));
         return machine;
@@ -339,18 +336,6 @@ RecordingStateMachine*& RecordingController::entryOf(const std::string& lineURI)
     return m_stateMachines[lineURI];
 }
 
-RecordingStateMachine* RecordingController::machineCreatedIfNeeded(const char* operation, const std::string& lineURI)
-{
-    RecordingStateMachine*& machine = entryOf(lineURI);
-    if (machine == nullptr) {
-        MRS_LOG(LOG_LEVEL_DETAIL,
-                "%s(lineURI = %s): m_stateMachines[lineURI=%s] not found, instantiating new state machine.", operation,
-                lineURI.c_str(), lineURI.c_str());
-        machine = newMachine();
-    }
-    return machine;
-}
-
 /// Null when there is no memory.
 RecordingStateMachine* RecordingController::newMachine()
 {
@@ -360,10 +345,9 @@ RecordingStateMachine* RecordingController::newMachine()
 void RecordingController::activateRecording(const std::string& lineURI)
 {
     guarded("activateRecording", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(lineURI=%s)", "activateRecording", lineURI.c_str());
-        if (!userControllable(lineURI)) {
-            MRS_LOG(LOG_LEVEL_TRACE, "%s(): getCallRecordingUserControllable()==false, request IGNORED",
-                    "activateRecording");
+        MRS_LOG(LOG_LEVEL_TRACE, "activateRecording(lineURI=%s)", lineURI.c_str());
+        if (!getCallRecordingUserControllable(lineURI)) {
+            MRS_LOG(LOG_LEVEL_TRACE, "activateRecording(): getCallRecordingUserControllable()==false, request IGNORED");
             return;
         }
         const bool activation = m_configManager != nullptr && recordingMode() != MODE_DISABLED;
@@ -372,57 +356,62 @@ void RecordingController::activateRecording(const std::string& lineURI)
             m_configManager->setRecordingActivation(lineURI, activation);
         }
         m_eventLayer->updateCallRecordingFPKLamp();
-        if (RecordingStateMachine* const machine = machineCreatedIfNeeded("activateRecording", lineURI)) {
+        RecordingStateMachine*& machine = entryOf(lineURI);
+        if (machine == nullptr) {
+            MRS_LOG(
+                LOG_LEVEL_DETAIL,
+                "activateRecording(lineURI = %s): m_stateMachines[lineURI=%s] not found, instantiating new state machine.",
+                lineURI.c_str(), lineURI.c_str());
+            machine = newMachine();
+        }
+        if (machine != nullptr) {
             machine->EVT_activate();
         } else {
             MRS_LOG(
                 LOG_LEVEL_ERROR,
-                "%s(lineURI=%s): Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine associated with lineURI equals NULL!",
-                "activateRecording", lineURI.c_str(), lineURI.c_str());
+                "activateRecording(lineURI=%s): Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_activate(). State machine associated with lineURI equals NULL!",
+                lineURI.c_str(), lineURI.c_str());
         }
-        dump();
+        dumpStateMachines();
     });
 }
 
 void RecordingController::deactivateRecording(const std::string& lineURI)
 {
-    guarded("deactivateRecording", [&] { deactivate(lineURI); });
-}
-
-void RecordingController::deactivate(const std::string& lineURI)
-{
-    MRS_LOG(LOG_LEVEL_TRACE, "%s(lineURI=%s)", "deactivateRecording", lineURI.c_str());
-    if (!userControllable(lineURI)) {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(): getCallRecordingUserControllable()==false, request IGNORED",
-                "deactivateRecording");
-        return;
-    }
-    m_selectedLine = lineURI;
-    if (m_configManager != nullptr) {
-        m_configManager->setRecordingActivation(lineURI, false);
-    }
-    m_eventLayer->updateCallRecordingFPKLamp();
-    if (RecordingStateMachine* const machine = entryOf(lineURI)) {
-        machine->EVT_deactivate();
-    } else {
-        MRS_LOG(
-            LOG_LEVEL_ERROR,
-            "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_deactivate(). State machine associated with lineURI equals NULL!",
-            lineURI.c_str());
-    }
-    dump();
+    guarded("deactivateRecording", [&] {
+        MRS_LOG(LOG_LEVEL_TRACE, "deactivateRecording(lineURI=%s)", lineURI.c_str());
+        if (!getCallRecordingUserControllable(lineURI)) {
+            MRS_LOG(LOG_LEVEL_TRACE,
+                    "deactivateRecording(): getCallRecordingUserControllable()==false, request IGNORED");
+            return;
+        }
+        m_selectedLine = lineURI;
+        if (m_configManager != nullptr) {
+            m_configManager->setRecordingActivation(lineURI, false);
+        }
+        m_eventLayer->updateCallRecordingFPKLamp();
+        if (RecordingStateMachine* const machine = entryOf(lineURI)) {
+            machine->EVT_deactivate();
+        } else {
+            MRS_LOG(
+                LOG_LEVEL_ERROR,
+                "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_deactivate(). State machine associated with lineURI equals NULL!",
+                lineURI.c_str());
+        }
+        dumpStateMachines();
+    });
 }
 
 void RecordingController::setCallRecMode(const std::string& mode)
 {
     guarded("setCallRecMode", [&] {
-        MRS_LOG(LOG_LEVEL_DETAIL, "%s(): mode = %s", "setCallRecMode", mode.c_str());
+        MRS_LOG(LOG_LEVEL_DETAIL, "setCallRecMode(): mode = %s", mode.c_str());
         if (mode != MODE_MANUAL) {
             return;
         }
         for (const auto& [lineURI, machine] : m_stateMachines) {
             if (machine != nullptr) {
-                deactivate(lineURI);
+                deactivateRecording(lineURI);
             }
         }
     });
@@ -431,8 +420,8 @@ void RecordingController::setCallRecMode(const std::string& mode)
 void RecordingController::setLineStatus(std::string uri, ELineState state, int callid, std::string remoteURI)
 {
     guarded("setLineStatus", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s(uri = \"%s\", state = %d, callid=%d, remoteURI=%s)", "setLineStatus", uri.c_str(),
-                state, callid, remoteURI.c_str());
+        MRS_LOG(LOG_LEVEL_TRACE, "setLineStatus(uri = \"%s\", state = %d, callid=%d, remoteURI=%s)", uri.c_str(), state,
+                callid, remoteURI.c_str());
         switch (static_cast<int>(state)) {
             case LINE_RELEASED:
             case LINE_RELEASED_TOO: releaseLine(uri); break;
@@ -440,7 +429,7 @@ void RecordingController::setLineStatus(std::string uri, ELineState state, int c
             case LINE_SELECTED_TOO: selectLine(uri); break;
             default: break;
         }
-        dump();
+        dumpStateMachines();
     });
 }
 
@@ -476,7 +465,7 @@ void RecordingController::selectLine(const std::string& uri)
 void RecordingController::setOriginatingLine(std::string uri)
 {
     guarded("setOriginatingLine", [&] {
-        MRS_LOG(LOG_LEVEL_TRACE, "%s( uri = \"%s\" )", "setOriginatingLine", uri.c_str());
+        MRS_LOG(LOG_LEVEL_TRACE, "setOriginatingLine( uri = \"%s\" )", uri.c_str());
         if (uri == "non-keyset" || uri == "failure") {
             return;
         }
@@ -487,26 +476,19 @@ void RecordingController::setOriginatingLine(std::string uri)
 
 void RecordingController::dumpStateMachines()
 {
-    guarded("dumpStateMachines", [this] { dump(); });
-}
-
-void RecordingController::dump()
-{
-    // The machines look their sessions up for it, and that is traced by itself.
-    if (loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL) || loggingOnApp("RecordingSessionController", LOG_LEVEL_TRACE)) {
-        logMachines();
+    // Asked before the lock is taken. The machines look their sessions up for the dump, which is traced by itself.
+    if (!loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL) && !loggingOnApp("RecordingSessionController", LOG_LEVEL_TRACE)) {
+        return;
     }
-}
-
-void RecordingController::logMachines()
-{
-    std::string text = "dumpStateMachines()\n";
-    for (const auto& [lineURI, machine] : m_stateMachines) {
-        char address[32];
-        std::snprintf(address, sizeof address, "%p", static_cast<void*>(machine));
-        const std::string state = machine != nullptr ? machine->dump() : std::string();
-        text.append("\tstateMachines[").append(lineURI.c_str()).append("]==").append(address);
-        text.append(", in state: ").append(state.c_str()).append("\n");
-    }
-    MRS_LOG(LOG_LEVEL_DETAIL, "%s", text.c_str());
+    guarded("dumpStateMachines", [this] {
+        std::string text = "dumpStateMachines()\n";
+        for (const auto& [lineURI, machine] : m_stateMachines) {
+            char address[32];
+            std::snprintf(address, sizeof address, "%p", static_cast<void*>(machine));
+            const std::string state = machine != nullptr ? machine->dump() : std::string();
+            text.append("\tstateMachines[").append(lineURI.c_str()).append("]==").append(address);
+            text.append(", in state: ").append(state.c_str()).append("\n");
+        }
+        MRS_LOG(LOG_LEVEL_DETAIL, "%s", text.c_str());
+    });
 }

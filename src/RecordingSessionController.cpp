@@ -34,7 +34,7 @@ int RecordingSessionController::createSession()
         MRS_LOG(LOG_LEVEL_ERROR, "Create session: failed - Max Media Sessions reached");
         return 0;
     }
-    return contained(COMPONENT, SOURCE, "createSession", 0, [this] {
+    return contained(COMPONENT, SOURCE, "createSession", [this] {
         auto session = std::make_unique<RecordingSession>();
         const int handle = getNextFreeSessionHandle();
         storeSession(handle, *session);

@@ -1,5 +1,6 @@
 #include "RecordingStateMachine.h"
 
+#include <locale>
 #include <sstream>
 
 #include "Log.h"
@@ -178,8 +179,7 @@ int RecordingStateMachine::getState()
 std::string RecordingStateMachine::getStateName() const
 {
     MRS_LOG(LOG_LEVEL_TRACE, "getStateName(): returning state %s", stateNames[m_currentState]);
-    return contained(COMPONENT, SOURCE, "getStateName", std::string(),
-                     [this] { return std::string(stateNames[m_currentState]); });
+    return contained(COMPONENT, SOURCE, "getStateName", [this] { return std::string(stateNames[m_currentState]); });
 }
 
 void RecordingStateMachine::setState(int state)
@@ -197,15 +197,13 @@ bool RecordingStateMachine::getSessionInCall()
 
 std::string RecordingStateMachine::dump() const
 {
-    return contained(COMPONENT, SOURCE, "dump", std::string(), [this] {
+    return contained(COMPONENT, SOURCE, "dump", [this] {
         std::ostringstream text;
+        text.imbue(std::locale::classic());  // the host's locale may group digits
         text << "[ cSTA=" << stateNames[m_currentState] << "; pEVT=" << m_previousEvent
              << "; pSTA=" << stateNames[m_previousState] << "; mrsID=" << m_mrsID;
-        const RecordingSession* const session =
-            m_recSessionController != nullptr ? m_recSessionController->getSession(m_mrsID) : nullptr;
-        if (session != nullptr) {
-            text << "; lURI=" << session->lineURI << "; cID=" << session->callID
-                 << "; msID=" << session->mediaSessionHandle;
+        if (const RecordingSession* const known = session()) {
+            text << "; lURI=" << known->lineURI << "; cID=" << known->callID << "; msID=" << known->mediaSessionHandle;
         }
         text << "]";
         return text.str();
@@ -368,9 +366,8 @@ void RecordingStateMachine::exitRecordingInProgress()
 void RecordingStateMachine::callDatasetSynchronizationLock(bool lock)
 {
     MRS_LOG(LOG_LEVEL_DETAIL, "callDatasetSynchronizationLock(lock = %s) ", asText(lock));
-    const RecordingSession* const session =
-        m_recSessionController != nullptr && m_mrsID != 0 ? m_recSessionController->getSession(m_mrsID) : nullptr;
-    if (session == nullptr || session->lineURI.empty()) {
+    const RecordingSession* const known = m_mrsID != 0 ? session() : nullptr;
+    if (known == nullptr || known->lineURI.empty()) {
         MRS_LOG(LOG_LEVEL_WARNING,
                 "setDatasetSynchronizationLock(): lineURI == \"\"; Could not %s config manager for incoming changes.",
                 lock ? "lock" : "unlock");
@@ -379,23 +376,32 @@ void RecordingStateMachine::callDatasetSynchronizationLock(bool lock)
     if (m_configManager == nullptr) {
         return;
     }
+    // The store publishes, and whoever hears of it may end the session.
+    const std::string lineURI = known->lineURI;
     if (lock) {
-        m_configManager->eventRecordingStarted(session->lineURI);
+        m_configManager->eventRecordingStarted(lineURI);
     } else {
-        m_configManager->eventRecordingStopped(session->lineURI);
+        m_configManager->eventRecordingStopped(lineURI);
     }
 }
 
 void RecordingStateMachine::sendRecordingStatus(const std::string& status)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "sendRecordingStatus(status = %s)", status.c_str());
-    const RecordingSession* const session =
-        m_recSessionController != nullptr ? m_recSessionController->getSession(m_mrsID) : nullptr;
-    if (session == nullptr) {
+    const RecordingSession* const known = session();
+    if (known == nullptr) {
         MRS_LOG(LOG_LEVEL_ERROR, "Failed to retrieve recording session associated with m_mrsID == %d", m_mrsID);
         return;
     }
-    m_eventLayer->callRecordingStatus(session->lineURI, session->callID, status);
+    // Whoever is told may end the session.
+    const std::string lineURI = known->lineURI;
+    m_eventLayer->callRecordingStatus(lineURI, known->callID, status);
+}
+
+/// The recording session of the line's call, as the table knows it now.
+const RecordingSession* RecordingStateMachine::session() const
+{
+    return m_recSessionController != nullptr ? m_recSessionController->getSession(m_mrsID) : nullptr;
 }
 
 void RecordingStateMachine::setMediaSessionDirection(const std::string& dir)
