@@ -24,7 +24,8 @@ struct RecordingDataItem {
 /// activation of recording.
 ///
 /// Writing a setting also writes the value in force that it drives, unless a line records: then the value in force is
-/// held back until the last recording has ended. Every change of a value is published to the management system.
+/// held back until the last recording has ended. Every change of a value is published to the management system. Where
+/// threads change one value at the same time, it is published until the management system was last told what is stored.
 ///
 /// Any thread may call any operation. The store's lock is never held while something outside the store is called.
 /// Item numbers handed in must be 1 to 7. Values are opaque and never checked.
@@ -63,19 +64,25 @@ public:
 private:
     enum State : int { ConfigurationUnlocked = 0, ConfigurationLocked = 1, ConfigurationChangeRequested = 2 };
 
-    struct Write;
+    struct Change;
+    struct Publication;
+    using Activation = std::map<std::string, bool>::value_type;
 
-    Write write(RecordingDataItemType item, const std::string& value);
-    bool report(const Write& write, const std::string& value);
-    bool publish(RecordingDataItemType item, const std::string& oldValue, const std::string& value);
+    Change change(RecordingDataItemType item, const std::string& value);
+    bool report(const Change& change, const std::string& value);
+    bool publish(Publication publication, const std::string& oldValue);
+    bool isStored(Publication& publication) const;
+    void resynchronize(const RecordingDataItem& setting, const RecordingDataItem& driven);
     const RecordingDataItem* findByTag(const std::string& tag) const;
 
-    // m_lock guards the values of dataset, m_state and the two containers; the rest is fixed once init() has run.
+    // m_lock guards the values of dataset, m_state, the two containers and m_activeLine; the rest is fixed once init()
+    // has run.
     int m_state = ConfigurationUnlocked;
     SvcRTEContext* m_context;
     LocalMgmtIfc* m_localMgmtIfc = nullptr;
     RecordingDataItem dataset[8];  // NOLINT(readability-identifier-naming): by item number; row 0 is never used
     std::map<std::string, bool> m_recordingActivation;
     std::set<std::string> m_recordingLines;
+    const Activation* m_activeLine = nullptr;  // whose activation CALL_RECORDING_ACTIVE holds; null: a text of its own
     std::mutex m_lock;
 };

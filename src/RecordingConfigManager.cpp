@@ -18,13 +18,26 @@ constexpr const char* SOURCE = "./src/RecordingConfigManager";
 
 using Guard = std::lock_guard<std::mutex>;
 
+std::string activationText(const std::string& line, bool value)
+{
+    return line + ";" + asText(value);
+}
+
 }  // namespace
 
-/// A write that was tried under the lock, to be reported outside it.
-struct RecordingConfigManager::Write {
+/// A change of a value that was tried under the lock, to be reported outside it.
+struct RecordingConfigManager::Change {
     RecordingDataItemType item;
     bool stored;
     std::string oldValue;
+};
+
+/// What the management system is told: an item's value, which may be the activation of a line.
+struct RecordingConfigManager::Publication {
+    RecordingDataItemType item;
+    std::string value;
+    const Activation* line = nullptr;  // whose activation the value is; null: a text of its own
+    bool active = false;               // as told
 };
 
 RecordingConfigManager::RecordingConfigManager(SvcRTEContext* context) : m_context(context)
@@ -79,14 +92,14 @@ bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::
 {
     return contained(COMPONENT, SOURCE, "setDataItem", [&] {
         const RecordingDataItemType driven = dataset[item].depItem;
-        Write own{};
-        Write dependent{};
+        Change own{};
+        Change dependent{};
         {
-            // A setting and what it drives change together, so that two writers can't leave them crossed.
+            // A setting and what it drives change together, so that two threads can't leave them crossed.
             const Guard guard(m_lock);
-            own = write(item, value);
+            own = change(item, value);
             if (own.stored && driven != NO_RECORDING_DATA_ITEM) {
-                dependent = write(driven, value);
+                dependent = change(driven, value);
             }
         }
         if (!report(own, value)) {
@@ -99,8 +112,8 @@ bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::
     });
 }
 
-/// Tries a write, with the lock held.
-RecordingConfigManager::Write RecordingConfigManager::write(RecordingDataItemType item, const std::string& value)
+/// Changes a value unless it is held back, with the lock held.
+RecordingConfigManager::Change RecordingConfigManager::change(RecordingDataItemType item, const std::string& value)
 {
     const bool isDriven = std::any_of(std::begin(dataset), std::end(dataset),
                                       [item](const RecordingDataItem& row) { return row.depItem == item; });
@@ -108,49 +121,81 @@ RecordingConfigManager::Write RecordingConfigManager::write(RecordingDataItemTyp
         m_state = ConfigurationChangeRequested;
         return {item, false, {}};
     }
-    Write done{item, true, value};
+    Change done{item, true, value};
     dataset[item].value.swap(done.oldValue);
+    if (item == CALL_RECORDING_ACTIVE) {
+        m_activeLine = nullptr;
+    }
     return done;
 }
 
-/// Logs a write that was tried and publishes the new value; whether it was stored.
-bool RecordingConfigManager::report(const Write& write, const std::string& value)
+/// Logs a change that was tried and publishes the new value; whether it was stored.
+bool RecordingConfigManager::report(const Change& change, const std::string& value)
 {
-    MRS_LOG(LOG_LEVEL_TRACE, "setDataItem:(item=%s, value=%s)", dataset[write.item].name.c_str(), value.c_str());
-    if (!write.stored) {
+    MRS_LOG(LOG_LEVEL_TRACE, "setDataItem:(item=%s, value=%s)", dataset[change.item].name.c_str(), value.c_str());
+    if (!change.stored) {
         MRS_LOG(LOG_LEVEL_DETAIL, "setDataItem: configuration change detected, m_state = ConfigurationChangeRequested");
         return false;
     }
-    notifyDataItemChange(write.item, write.oldValue);
+    notifyDataItemChange(change.item, change.oldValue);
     return true;
 }
 
 bool RecordingConfigManager::notifyDataItemChange(RecordingDataItemType item, const std::string& oldValue)
 {
     return contained(COMPONENT, SOURCE, "notifyDataItemChange", [&] {
-        std::string value;
+        Publication present{item, {}};
         {
             const Guard guard(m_lock);
-            value = dataset[item].value;
+            isStored(present);
         }
-        return publish(item, oldValue, value);
+        return publish(std::move(present), oldValue);
     });
 }
 
-bool RecordingConfigManager::publish(RecordingDataItemType item, const std::string& oldValue, const std::string& value)
+/// Publishes what differs from the old value. Another thread may change it meanwhile, and its publication may overtake
+/// this one: what is stored then is published again, until the last publication told what is stored.
+bool RecordingConfigManager::publish(Publication publication, const std::string& oldValue)
 {
-    const RecordingDataItem& row = dataset[item];
+    const RecordingDataItem& row = dataset[publication.item];
     MRS_LOG(LOG_LEVEL_TRACE, "notifyDataItemChange:(item=%s, oldValue='%s')", row.name.c_str(), oldValue.c_str());
-    if (value == oldValue) {
+    if (publication.value == oldValue) {
         return false;
     }
     if (m_localMgmtIfc == nullptr) {
         MRS_LOG(LOG_LEVEL_ERROR, "notifyDataItemChange: failed");
         return false;
     }
-    ManageableData record;
-    record.populate(row.tag, row.tag, value);
-    return m_localMgmtIfc->publishData(record) != 0;
+    for (;;) {
+        const bool accepted = contained(COMPONENT, SOURCE, "publishData", [&] {
+            ManageableData record;
+            record.populate(row.tag, row.tag, publication.value);
+            return m_localMgmtIfc->publishData(record) != 0;
+        });
+        const Guard guard(m_lock);
+        if (isStored(publication)) {
+            return accepted;
+        }
+    }
+}
+
+/// Whether a publication tells what is stored, with the lock held; makes it tell that if not. An activation must first
+/// be its line's, because the item's value is that of the last line alone.
+bool RecordingConfigManager::isStored(Publication& publication) const
+{
+    if (publication.line != nullptr && publication.active != publication.line->second) {
+        publication.active = publication.line->second;
+        publication.value = activationText(publication.line->first, publication.active);
+        return false;
+    }
+    const std::string& present = dataset[publication.item].value;
+    if (publication.value == present) {
+        return true;
+    }
+    publication.value = present;
+    publication.line = publication.item == CALL_RECORDING_ACTIVE ? m_activeLine : nullptr;
+    publication.active = publication.line != nullptr && publication.line->second;
+    return false;
 }
 
 bool RecordingConfigManager::getData(ManageableData& manageableData)
@@ -216,38 +261,42 @@ void RecordingConfigManager::resynchronizeDataSets()
     MRS_LOG(LOG_LEVEL_TRACE, "resynchronizeDataSets()");
     contained(COMPONENT, SOURCE, "resynchronizeDataSets", [this] {
         for (const RecordingDataItem& row : dataset) {
-            if (row.depItem == NO_RECORDING_DATA_ITEM) {
-                continue;
-            }
-            const RecordingDataItem& driven = dataset[row.depItem];
-            std::string setting;
-            std::string inForce;
-            Write copied{};
-            bool differ = false;
-            // Mostly there is nothing to copy, and nobody reads the trace.
-            const bool traced = loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL);
-            {
-                const Guard guard(m_lock);
-                differ = row.value != driven.value;
-                if (differ || traced) {
-                    setting = row.value;
-                    inForce = driven.value;
-                }
-                if (differ) {
-                    copied = write(row.depItem, setting);
-                }
-            }
-            if (traced) {
-                logApp(COMPONENT, SOURCE, LOG_LEVEL_DETAIL, __LINE__,
-                       "resynchronizeDataSets(): dataset[item].value==%s; dataset[depItem].value==%s", setting.c_str(),
-                       inForce.c_str());
-            }
-            if (differ && !report(copied, setting)) {
-                MRS_LOG(LOG_LEVEL_WARNING, "resynchronizeDataSets(): No success - setDataItem(%s,%s)",
-                        driven.name.c_str(), setting.c_str());
+            if (row.depItem != NO_RECORDING_DATA_ITEM) {
+                resynchronize(row, dataset[row.depItem]);
             }
         }
     });
+}
+
+void RecordingConfigManager::resynchronize(const RecordingDataItem& setting, const RecordingDataItem& driven)
+{
+    if (loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL)) {
+        contained(COMPONENT, SOURCE, "resynchronizeDataSets", [&] {
+            std::string settingsValue;
+            std::string drivenValue;
+            {
+                const Guard guard(m_lock);
+                settingsValue = setting.value;
+                drivenValue = driven.value;
+            }
+            MRS_LOG(LOG_LEVEL_DETAIL, "resynchronizeDataSets(): dataset[item].value==%s; dataset[depItem].value==%s",
+                    settingsValue.c_str(), drivenValue.c_str());
+        });
+    }
+    std::string value;
+    Change copied{};
+    {
+        const Guard guard(m_lock);
+        if (setting.value == driven.value) {
+            return;
+        }
+        value = setting.value;
+        copied = change(driven.item, value);
+    }
+    if (!report(copied, value)) {
+        MRS_LOG(LOG_LEVEL_WARNING, "resynchronizeDataSets(): No success - setDataItem(%s,%s)", driven.name.c_str(),
+                value.c_str());
+    }
 }
 
 void RecordingConfigManager::eventRecordingStarted(const std::string& line)
@@ -289,16 +338,18 @@ void RecordingConfigManager::setRecordingActivation(const std::string& line, boo
 {
     MRS_LOG(LOG_LEVEL_TRACE, "setRecordingActivation(lineURI=%s, value=%s)", line.c_str(), asText(value));
     contained(COMPONENT, SOURCE, "setRecordingActivation", [&] {
-        const std::string text = line + ";" + asText(value);
+        Publication publication{CALL_RECORDING_ACTIVE, activationText(line, value)};
+        publication.active = value;
         const char* oldValue = nullptr;
         {
             const Guard guard(m_lock);
-            bool& flag = m_recordingActivation[line];
-            oldValue = asText(flag);
-            flag = value;
-            dataset[CALL_RECORDING_ACTIVE].value = text;
+            Activation& activation = *m_recordingActivation.emplace(line, false).first;
+            dataset[CALL_RECORDING_ACTIVE].value = publication.value;
+            oldValue = asText(activation.second);
+            activation.second = value;
+            m_activeLine = publication.line = &activation;
         }
         // This text, also when another line's is in its place by now: each line's flag is told.
-        publish(CALL_RECORDING_ACTIVE, oldValue, text);
+        publish(std::move(publication), oldValue);
     });
 }
