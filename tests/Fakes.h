@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <functional>
 #include <list>
@@ -31,13 +33,15 @@ public:
     template <typename... Arguments>
     void call(const std::string& name, const Arguments&... arguments)
     {
-        std::ostringstream line;
-        [[maybe_unused]] const char* separator = "";
-        line << name << "(";
-        ((line << separator << arguments, separator = ", "), ...);
-        line << ")";
-        const std::lock_guard<std::mutex> guard(m_lock);
-        m_lines.push_back(line.str());
+        const std::string line = written(name, arguments...);
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            m_lines.push_back(line);
+        }
+        if (onCall) {
+            onCall(name);
+            EXPECT_EQ(written(name, arguments...), line) << "changed in the hands of the one that was called";
+        }
     }
 
     /// What was added since the last take().
@@ -47,7 +51,20 @@ public:
         return std::exchange(m_lines, {});
     }
 
+    std::function<void(const std::string& name)> onCall;  // what the one that was called does then
+
 private:
+    template <typename... Arguments>
+    static std::string written(const std::string& name, const Arguments&... arguments)
+    {
+        std::ostringstream line;
+        [[maybe_unused]] const char* separator = "";
+        line << name << "(";
+        ((line << separator << arguments, separator = ", "), ...);
+        line << ")";
+        return line.str();
+    }
+
     std::mutex m_lock;
     Lines m_lines;
 };
