@@ -10,9 +10,9 @@ public:
     virtual ~ManageableData();
 
     /// Fills `ids` with the root ids that the record names, in order; an id named twice is listed twice.
-    void getRootIds(std::vector<std::string>& ids) const;
+    void getRootIds(std::vector<std::string>& ids);
     /// Reads the first value given for `id` and `key`. False, with `value` left as it is, when there is none.
-    bool interogate(const std::string& id, const std::string& key, std::string& value) const;
+    bool interogate(const std::string& id, const std::string& key, std::string& value);
     /// Puts a value into the record, which from then on names `id`.
     void populate(const std::string& id, const std::string& key, const std::string& value);
 

@@ -12,11 +12,11 @@ public:
 
     /// Runs on the thread that Threader::spawn() starts; the thread ends when it returns.
     virtual void run() = 0;
-    virtual int getThreadPriorityForPlatform(ThreadPriority priority);
+    virtual int getThreadPriorityForPlatform();
     virtual int type();
 
     /// The thread last spawned for this body, 0 before.
-    ThreadId threadId() const { return m_threadId; }
+    ThreadId threadId() { return m_threadId; }
 
 private:
     friend class Threader;

@@ -7,12 +7,12 @@
 ManageableData::ManageableData() = default;
 ManageableData::~ManageableData() = default;
 
-void ManageableData::getRootIds(std::vector<std::string>& ids) const
+void ManageableData::getRootIds(std::vector<std::string>& ids)
 {
     ids = m_rootIds;
 }
 
-bool ManageableData::interogate(const std::string& id, const std::string& key, std::string& value) const
+bool ManageableData::interogate(const std::string& id, const std::string& key, std::string& value)
 {
     const auto found = std::find_if(m_entries.begin(), m_entries.end(),
                                     [&](const Entry& entry) { return entry.id == id && entry.key == key; });

@@ -71,9 +71,9 @@ void Threader::waitForThreadCompletion(ThreadId id)
 
 Threadable::~Threadable() = default;
 
-int Threadable::getThreadPriorityForPlatform(ThreadPriority priority)
+int Threadable::getThreadPriorityForPlatform()
 {
-    return priority;
+    return THREAD_PRIORITY_NORMAL;
 }
 
 int Threadable::type()

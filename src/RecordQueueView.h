@@ -50,7 +50,7 @@ public:
     }
 
     /// Returns once the thread has ended. A record being used is finished, those still queued are dropped.
-    void stop(const Threadable& body)
+    void stop(Threadable& body)
     {
         m_running = false;
         m_signal.give();
