@@ -29,7 +29,7 @@ extern "C" MRS_EXPORT MediaRecordingService* createMediaRecordingService();
 /// and nothing else happens.
 class MRS_EXPORT MediaRecordingService {
 public:
-    MediaRecordingService() = default;
+    MediaRecordingService();
     /// Call control may still be delivering events that were posted before; it must post no more once the destructor
     /// has begun.
     virtual ~MediaRecordingService();
@@ -76,11 +76,11 @@ public:
     void setLineStatus(std::string line, ELineState state, int callId, std::string remoteURI);
 
     /// What init() created or was given; null before. Owned by the service.
-    RecordingController* getRecordingController() { return m_recordingController; }
-    RecordingConfigManager* getRecordingConfigManager() { return m_configManager; }
+    RecordingController* getRecordingController();
+    RecordingConfigManager* getRecordingConfigManager();
     /// Does not release the store that it replaces.
-    void setRecordingConfigManager(RecordingConfigManager* configManager) { m_configManager = configManager; }
-    Executable* getSubscribingService() { return m_subscribingService; }
+    void setRecordingConfigManager(RecordingConfigManager* configManager);
+    Executable* getSubscribingService();
 
 private:
     std::string getDataItem(RecordingDataItemType item, const char* fallback);

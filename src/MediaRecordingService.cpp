@@ -282,3 +282,25 @@ void MediaRecordingService::setLineStatus(std::string line, ELineState state, in
         m_recordingController->setLineStatus(std::move(line), state, callId, std::move(remoteURI));
     }
 }
+
+MediaRecordingService::MediaRecordingService() = default;
+
+RecordingController* MediaRecordingService::getRecordingController()
+{
+    return m_recordingController;
+}
+
+RecordingConfigManager* MediaRecordingService::getRecordingConfigManager()
+{
+    return m_configManager;
+}
+
+void MediaRecordingService::setRecordingConfigManager(RecordingConfigManager* configManager)
+{
+    m_configManager = configManager;
+}
+
+Executable* MediaRecordingService::getSubscribingService()
+{
+    return m_subscribingService;
+}
