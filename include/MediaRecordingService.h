@@ -85,6 +85,7 @@ public:
 private:
     std::string getDataItem(RecordingDataItemType item, const char* fallback);
     bool setDataItem(RecordingDataItemType item, const std::string& value);
+    void dataChanged(ManageableData& data, const std::string& id);
     void updateLamp();
 
     static MediaRecordingService* m_pthis;

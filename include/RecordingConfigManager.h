@@ -68,10 +68,10 @@ private:
     struct Publication;
     using Activation = std::map<std::string, bool>::value_type;
 
-    Change change(RecordingDataItemType item, const std::string& value);
-    bool report(const Change& change, const std::string& value);
+    void make(Change& change) noexcept;
+    void report(const Change& change, const std::string& value);
     bool publish(Publication publication, const std::string& oldValue);
-    bool isStored(Publication& publication) const;
+    Publication storedNow(RecordingDataItemType item) const;
     void resynchronize(const RecordingDataItem& setting, const RecordingDataItem& driven);
     const RecordingDataItem* findByTag(const std::string& tag) const;
 

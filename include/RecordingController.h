@@ -18,8 +18,8 @@ class RecordingStateMachine;
 ///
 /// Any thread may call any operation: one lock, held through each of them, lets one thread in at a time. It is
 /// recursive, because the lamp update asks back on the same thread. Owns the session table and the machines, not the
-/// event layer and not the store, which may be null. No operation reports a failure: each logs it and does what it
-/// still can.
+/// event layer, which must not be null, and not the store, which may be. No operation reports a failure: each logs it
+/// and does what it still can.
 class MRS_EXPORT RecordingController : public LMSEventObserverIfc {
 public:
     RecordingController(RecordingEventLayer* eventLayer, RecordingConfigManager* configManager);
@@ -43,7 +43,7 @@ public:
     bool getCallRecordingUserControllable(const std::string& line);
     bool isInCall(const std::string& lineURI);
     std::string getSelectedLine();
-    /// The line's machine, owned by the controller; null when there is no memory for it.
+    /// The line's machine, owned by the controller, to be used under lock(); null when there is no memory for it.
     RecordingStateMachine* getRecordingStateMachineCreateNewIfNeeded(const std::string& lineURI);
 
     /// The user's start and stop; ignored where the recording mode does not allow it.

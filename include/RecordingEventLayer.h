@@ -6,8 +6,8 @@
 
 /// Everything the recording core asks of the telephone around it.
 ///
-/// Called with the controller's lock held, on whichever thread the cause arrived; setDirection() with the session
-/// table's lock held as well, so it must not come back into the session table.
+/// Called on whichever thread the cause arrived: with the controller's lock held, but for setCallRecMode();
+/// setDirection() with the session table's lock held as well, so it must not come back into the session table.
 class RecordingEventLayer {
 public:
     virtual ~RecordingEventLayer() = default;

@@ -44,9 +44,11 @@ bool Threader::spawn(ThreadId& id, Threadable* body, const char* /*name*/, Threa
     body->m_threadId = id;
     runtime::activity::spawned();
     try {
-        all.threads.emplace(id, std::thread(runBody, body));
+        std::thread& thread = all.threads[id];
+        thread = std::thread(runBody, body);
         return true;
     } catch (const std::exception&) {
+        all.threads.erase(id);
         runtime::activity::ended();
         id = body->m_threadId = 0;
         return false;

@@ -32,7 +32,8 @@ RecordQueueView<LMSEventDispatcher::LMSEventData> LMSEventDispatcher::queue()
 
 int LMSEventDispatcher::LMSCreateSession(const std::string& lineURI, int callID)
 {
-    return m_observer->LMSCreateSession(lineURI, callID);
+    return contained(COMPONENT, SOURCE, "LMSCreateSession",
+                     [&] { return m_observer->LMSCreateSession(lineURI, callID); });
 }
 
 void LMSEventDispatcher::LMSDestroySession(int recordingSessionHandle)

@@ -4,15 +4,24 @@
 
 // Each source file that logs defines its COMPONENT and SOURCE first. Nothing of a silent trace is computed; errors are
 // logged without asking. A record that cannot be logged is lost: no log decides what an operation does.
-#define MRS_LOG(level, ...)                                                     \
-    do {                                                                        \
-        try {                                                                   \
-            if ((level) <= LOG_LEVEL_ERROR || loggingOnApp(COMPONENT, level)) { \
-                logApp(COMPONENT, SOURCE, level, __LINE__, __VA_ARGS__);        \
-            }                                                                   \
-        } catch (...) {                                                         \
-        }                                                                       \
+#define MRS_LOG(level, ...)                                              \
+    do {                                                                 \
+        if ((level) <= LOG_LEVEL_ERROR || isLogged(COMPONENT, level)) {  \
+            try {                                                        \
+                logApp(COMPONENT, SOURCE, level, __LINE__, __VA_ARGS__); \
+            } catch (...) {                                              \
+            }                                                            \
+        }                                                                \
     } while (false)
+
+inline bool isLogged(const char* component, int level) noexcept
+{
+    try {
+        return loggingOnApp(component, level);
+    } catch (...) {
+        return false;
+    }
+}
 
 inline const char* asText(bool value)
 {

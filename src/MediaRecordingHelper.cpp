@@ -52,16 +52,17 @@ Ifc* lookUp(std::atomic<Ifc*>& cache, SvcRTEContext& context, const Interface& w
     }
     Executable* const service =
         contained(COMPONENT, SOURCE, wanted.name, [&] { return context.getService(wanted.name); });
-    Ifc* const found = dynamic_cast<Ifc*>(service);
+    if (Ifc* const found = dynamic_cast<Ifc*>(service)) {
+        cache = found;
+        return found;
+    }
     if (service == nullptr) {
         MRS_LOG(LOG_LEVEL_ERROR, "%s", wanted.notFound);
-    } else {
-        cache = found;
     }
-    if (found == nullptr && (service != nullptr || wanted.bothWhenNotFound)) {
+    if (service != nullptr || wanted.bothWhenNotFound) {
         MRS_LOG(LOG_LEVEL_ERROR, "%s", wanted.wrongType);
     }
-    return found;
+    return nullptr;
 }
 
 }  // namespace

@@ -47,6 +47,8 @@ void MediaRecordingService::Destroy()
     m_pthis = nullptr;
 }
 
+MediaRecordingService::MediaRecordingService() = default;
+
 MediaRecordingService::~MediaRecordingService()
 {
     // The dispatcher's thread may be delivering until it is stopped: it must find a closed controller by then, not the
@@ -90,8 +92,12 @@ void MediaRecordingService::init(Context& context, Executable* executable, MgmtA
     const std::string mode = m_configManager->getDataItem(CALL_RECORDING_MODE);
     m_eventLayer->setCallRecMode(mode);
     MRS_LOG(LOG_LEVEL_DETAIL, "Create LMSEventDispatcher");
+    m_lmsEventDispatcher =
+        contained(COMPONENT, SOURCE, "init", [this] { return new LMSEventDispatcher(m_recordingController); });
+    if (m_lmsEventDispatcher == nullptr) {
+        return;
+    }
     contained(COMPONENT, SOURCE, "registerLMSEventObserver", [this] {
-        m_lmsEventDispatcher = new LMSEventDispatcher(m_recordingController);
         if (CSfi* const csfi = CSfi::GetInstance()) {
             csfi->registerLMSEventObserver(m_lmsEventDispatcher);
         } else {
@@ -148,26 +154,31 @@ void MediaRecordingService::dataChangedEvent(ManageableData& data)
         std::vector<std::string> ids;
         data.getRootIds(ids);
         for (const std::string& id : ids) {
-            std::string value;
-            if (id.compare(0, TarnTags::FUNCTION_KEY_ID.size(), TarnTags::FUNCTION_KEY_ID) == 0) {
-                data.interogate(id, id, value);
-                if (std::strtol(value.c_str(), nullptr, 10) == PhysDefs::KEY_FUNCTION_CALL_RECORDING) {
-                    updateLamp();
-                }
-            } else if (id == MediaRecordingDefs::tarnTagCallRecordingMode) {
-                data.interogate(id, id, value);
-                if (m_recordingController != nullptr) {
-                    m_recordingController->setCallRecMode(value);
-                }
-                if (m_eventLayer != nullptr) {
-                    m_eventLayer->setCallRecMode(value);
-                }
-                updateLamp();
-            } else if (id == MediaRecordingDefs::tarnTagMobilityUserDataUpdate) {
-                updateLamp();
-            }
+            contained(COMPONENT, SOURCE, "dataChangedEvent", [&] { dataChanged(data, id); });
         }
     });
+}
+
+void MediaRecordingService::dataChanged(ManageableData& data, const std::string& id)
+{
+    std::string value;
+    if (id.compare(0, TarnTags::FUNCTION_KEY_ID.size(), TarnTags::FUNCTION_KEY_ID) == 0) {
+        data.interogate(id, id, value);
+        if (std::strtol(value.c_str(), nullptr, 10) == PhysDefs::KEY_FUNCTION_CALL_RECORDING) {
+            updateLamp();
+        }
+    } else if (id == MediaRecordingDefs::tarnTagCallRecordingMode) {
+        data.interogate(id, id, value);
+        if (m_recordingController != nullptr) {
+            m_recordingController->setCallRecMode(value);
+        }
+        if (m_eventLayer != nullptr) {
+            m_eventLayer->setCallRecMode(value);
+        }
+        updateLamp();
+    } else if (id == MediaRecordingDefs::tarnTagMobilityUserDataUpdate) {
+        updateLamp();
+    }
 }
 
 void MediaRecordingService::featureKeyDefinitionChanged(int keyIndex, PhysDefs::keyFunctionType keyFunction, bool)
@@ -282,8 +293,6 @@ void MediaRecordingService::setLineStatus(std::string line, ELineState state, in
         m_recordingController->setLineStatus(std::move(line), state, callId, std::move(remoteURI));
     }
 }
-
-MediaRecordingService::MediaRecordingService() = default;
 
 RecordingController* MediaRecordingService::getRecordingController()
 {

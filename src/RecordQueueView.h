@@ -49,12 +49,14 @@ public:
         }
     }
 
-    /// Returns once the thread has ended. A record being used is finished, those still queued are dropped.
+    /// Returns once the thread has ended; at once when it was stopped before. A record being used is finished, those
+    /// still queued are dropped.
     void stop(Threadable& body)
     {
-        m_running = false;
-        m_signal.give();
-        Threader().waitForThreadCompletion(body.threadId());
+        if (m_running.exchange(false)) {
+            m_signal.give();
+            Threader().waitForThreadCompletion(body.threadId());
+        }
         const CriticalSection guard(m_lock);
         for (const Record* record : m_records) {
             delete record;

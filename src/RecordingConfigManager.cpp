@@ -25,19 +25,19 @@ std::string activationText(const std::string& line, bool value)
 
 }  // namespace
 
-/// A change of a value that was tried under the lock, to be reported outside it.
+/// A change of a value, tried under the lock and reported outside it.
 struct RecordingConfigManager::Change {
     RecordingDataItemType item;
-    bool stored;
-    std::string oldValue;
+    std::string value;  // the new one; once it is stored, the old one
+    bool stored = false;
 };
 
 /// What the management system is told: an item's value, which may be the activation of a line.
 struct RecordingConfigManager::Publication {
-    RecordingDataItemType item;
+    RecordingDataItemType item = NO_RECORDING_DATA_ITEM;
     std::string value;
     const Activation* line = nullptr;  // whose activation the value is; null: a text of its own
-    bool active = false;               // as told
+    bool active = false;               // the activation that is told
 };
 
 RecordingConfigManager::RecordingConfigManager(SvcRTEContext* context) : m_context(context)
@@ -76,6 +76,7 @@ void RecordingConfigManager::init()
         for (const RecordingDataItem& row : rows) {
             dataset[row.item] = row;
         }
+        m_activeLine = nullptr;
     });
 }
 
@@ -92,62 +93,58 @@ bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::
 {
     return contained(COMPONENT, SOURCE, "setDataItem", [&] {
         const RecordingDataItemType driven = dataset[item].depItem;
-        Change own{};
-        Change dependent{};
+        Change own{item, value};
+        Change dependent{driven, driven != NO_RECORDING_DATA_ITEM ? value : std::string()};
         {
             // A setting and what it drives change together, so that two threads can't leave them crossed.
             const Guard guard(m_lock);
-            own = change(item, value);
+            make(own);
             if (own.stored && driven != NO_RECORDING_DATA_ITEM) {
-                dependent = change(driven, value);
+                make(dependent);
             }
         }
-        if (!report(own, value)) {
-            return false;
-        }
-        if (driven != NO_RECORDING_DATA_ITEM) {
+        report(own, value);
+        if (own.stored && driven != NO_RECORDING_DATA_ITEM) {
             report(dependent, value);
         }
-        return true;
+        return own.stored;
     });
 }
 
-/// Changes a value unless it is held back, with the lock held.
-RecordingConfigManager::Change RecordingConfigManager::change(RecordingDataItemType item, const std::string& value)
+/// Makes a change unless it is held back, with the lock held.
+void RecordingConfigManager::make(Change& change) noexcept
 {
     const bool isDriven = std::any_of(std::begin(dataset), std::end(dataset),
-                                      [item](const RecordingDataItem& row) { return row.depItem == item; });
+                                      [&change](const RecordingDataItem& row) { return row.depItem == change.item; });
     if (m_state != ConfigurationUnlocked && isDriven) {
         m_state = ConfigurationChangeRequested;
-        return {item, false, {}};
+        return;
     }
-    Change done{item, true, value};
-    dataset[item].value.swap(done.oldValue);
-    if (item == CALL_RECORDING_ACTIVE) {
+    dataset[change.item].value.swap(change.value);
+    change.stored = true;
+    if (change.item == CALL_RECORDING_ACTIVE) {
         m_activeLine = nullptr;
     }
-    return done;
 }
 
-/// Logs a change that was tried and publishes the new value; whether it was stored.
-bool RecordingConfigManager::report(const Change& change, const std::string& value)
+/// Logs a change that was tried to this value, and publishes it if it was made.
+void RecordingConfigManager::report(const Change& change, const std::string& value)
 {
     MRS_LOG(LOG_LEVEL_TRACE, "setDataItem:(item=%s, value=%s)", dataset[change.item].name.c_str(), value.c_str());
-    if (!change.stored) {
+    if (change.stored) {
+        notifyDataItemChange(change.item, change.value);
+    } else {
         MRS_LOG(LOG_LEVEL_DETAIL, "setDataItem: configuration change detected, m_state = ConfigurationChangeRequested");
-        return false;
     }
-    notifyDataItemChange(change.item, change.oldValue);
-    return true;
 }
 
 bool RecordingConfigManager::notifyDataItemChange(RecordingDataItemType item, const std::string& oldValue)
 {
     return contained(COMPONENT, SOURCE, "notifyDataItemChange", [&] {
-        Publication present{item, {}};
+        Publication present;
         {
             const Guard guard(m_lock);
-            isStored(present);
+            present = storedNow(item);
         }
         return publish(std::move(present), oldValue);
     });
@@ -173,29 +170,22 @@ bool RecordingConfigManager::publish(Publication publication, const std::string&
             return m_localMgmtIfc->publishData(record) != 0;
         });
         const Guard guard(m_lock);
-        if (isStored(publication)) {
+        if (publication.line != nullptr && publication.active != publication.line->second) {
+            const Activation& line = *publication.line;
+            publication = {publication.item, activationText(line.first, line.second), &line, line.second};
+        } else if (publication.value != row.value) {
+            publication = storedNow(publication.item);
+        } else {
             return accepted;
         }
     }
 }
 
-/// Whether a publication tells what is stored, with the lock held; makes it tell that if not. An activation must first
-/// be its line's, because the item's value is that of the last line alone.
-bool RecordingConfigManager::isStored(Publication& publication) const
+/// With the lock held.
+RecordingConfigManager::Publication RecordingConfigManager::storedNow(RecordingDataItemType item) const
 {
-    if (publication.line != nullptr && publication.active != publication.line->second) {
-        publication.active = publication.line->second;
-        publication.value = activationText(publication.line->first, publication.active);
-        return false;
-    }
-    const std::string& present = dataset[publication.item].value;
-    if (publication.value == present) {
-        return true;
-    }
-    publication.value = present;
-    publication.line = publication.item == CALL_RECORDING_ACTIVE ? m_activeLine : nullptr;
-    publication.active = publication.line != nullptr && publication.line->second;
-    return false;
+    const Activation* const line = item == CALL_RECORDING_ACTIVE ? m_activeLine : nullptr;
+    return {item, dataset[item].value, line, line != nullptr && line->second};
 }
 
 bool RecordingConfigManager::getData(ManageableData& manageableData)
@@ -259,18 +249,16 @@ const RecordingDataItem* RecordingConfigManager::findByTag(const std::string& ta
 void RecordingConfigManager::resynchronizeDataSets()
 {
     MRS_LOG(LOG_LEVEL_TRACE, "resynchronizeDataSets()");
-    contained(COMPONENT, SOURCE, "resynchronizeDataSets", [this] {
-        for (const RecordingDataItem& row : dataset) {
-            if (row.depItem != NO_RECORDING_DATA_ITEM) {
-                resynchronize(row, dataset[row.depItem]);
-            }
+    for (const RecordingDataItem& row : dataset) {
+        if (row.depItem != NO_RECORDING_DATA_ITEM) {
+            resynchronize(row, dataset[row.depItem]);
         }
-    });
+    }
 }
 
 void RecordingConfigManager::resynchronize(const RecordingDataItem& setting, const RecordingDataItem& driven)
 {
-    if (loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL)) {
+    if (isLogged(COMPONENT, LOG_LEVEL_DETAIL)) {
         contained(COMPONENT, SOURCE, "resynchronizeDataSets", [&] {
             std::string settingsValue;
             std::string drivenValue;
@@ -283,20 +271,23 @@ void RecordingConfigManager::resynchronize(const RecordingDataItem& setting, con
                     settingsValue.c_str(), drivenValue.c_str());
         });
     }
-    std::string value;
-    Change copied{};
-    {
-        const Guard guard(m_lock);
-        if (setting.value == driven.value) {
-            return;
+    contained(COMPONENT, SOURCE, "resynchronizeDataSets", [&] {
+        std::string value;
+        Change copied{driven.item, {}};
+        {
+            const Guard guard(m_lock);
+            if (setting.value == driven.value) {
+                return;
+            }
+            value = copied.value = setting.value;
+            make(copied);
         }
-        value = setting.value;
-        copied = change(driven.item, value);
-    }
-    if (!report(copied, value)) {
-        MRS_LOG(LOG_LEVEL_WARNING, "resynchronizeDataSets(): No success - setDataItem(%s,%s)", driven.name.c_str(),
-                value.c_str());
-    }
+        report(copied, value);
+        if (!copied.stored) {
+            MRS_LOG(LOG_LEVEL_WARNING, "resynchronizeDataSets(): No success - setDataItem(%s,%s)", driven.name.c_str(),
+                    value.c_str());
+        }
+    });
 }
 
 void RecordingConfigManager::eventRecordingStarted(const std::string& line)
@@ -338,8 +329,7 @@ void RecordingConfigManager::setRecordingActivation(const std::string& line, boo
 {
     MRS_LOG(LOG_LEVEL_TRACE, "setRecordingActivation(lineURI=%s, value=%s)", line.c_str(), asText(value));
     contained(COMPONENT, SOURCE, "setRecordingActivation", [&] {
-        Publication publication{CALL_RECORDING_ACTIVE, activationText(line, value)};
-        publication.active = value;
+        Publication publication{CALL_RECORDING_ACTIVE, activationText(line, value), nullptr, value};
         const char* oldValue = nullptr;
         {
             const Guard guard(m_lock);
@@ -349,7 +339,7 @@ void RecordingConfigManager::setRecordingActivation(const std::string& line, boo
             activation.second = value;
             m_activeLine = publication.line = &activation;
         }
-        // This text, also when another line's is in its place by now: each line's flag is told.
+        // This text, also when another line's is in its place by now: each line's activation is told.
         publish(std::move(publication), oldValue);
     });
 }

@@ -74,6 +74,8 @@ int RecordingController::LMSCreateSession(const std::string& lineURI, int callID
         const int mrsID = m_recSessionController->createSession();
         // The session lives from here on: whatever fails, call control gets the handle to end it with.
         contained(COMPONENT, SOURCE, "LMSCreateSession", [&] { beginSession(mrsID, lineURI, callID); });
+        contained(COMPONENT, SOURCE, "LMSCreateSession", [this] { m_eventLayer->updateCallRecordingFPKLamp(); });
+        dumpStateMachines();
         return mrsID;
     });
 }
@@ -118,8 +120,6 @@ void RecordingController::beginSession(int mrsID, const std::string& lineURI, in
             "Cannot make call to  m_stateMachines[lineURI=\"%s\"]->EVT_in_call(mrsID==%d). State machine associated with lineURI equals NULL!",
             lineURI.c_str(), mrsID);
     }
-    m_eventLayer->updateCallRecordingFPKLamp();
-    dumpStateMachines();
 }
 
 void RecordingController::LMSDestroySession(int mrsID)
@@ -477,7 +477,7 @@ void RecordingController::setOriginatingLine(std::string uri)
 void RecordingController::dumpStateMachines()
 {
     // Asked before the lock is taken. The machines look their sessions up for the dump, which is traced by itself.
-    if (!loggingOnApp(COMPONENT, LOG_LEVEL_DETAIL) && !loggingOnApp("RecordingSessionController", LOG_LEVEL_TRACE)) {
+    if (!isLogged(COMPONENT, LOG_LEVEL_DETAIL) && !isLogged("RecordingSessionController", LOG_LEVEL_TRACE)) {
         return;
     }
     guarded("dumpStateMachines", [this] {
@@ -486,6 +486,7 @@ void RecordingController::dumpStateMachines()
             char address[32];
             std::snprintf(address, sizeof address, "%p", static_cast<void*>(machine));
             const std::string state = machine != nullptr ? machine->dump() : std::string();
+            // What follows a zero byte in a line is left out, as in every other record.
             text.append("\tstateMachines[").append(lineURI.c_str()).append("]==").append(address);
             text.append(", in state: ").append(state.c_str()).append("\n");
         }

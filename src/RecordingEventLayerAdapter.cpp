@@ -25,8 +25,9 @@ void request(AsynchronousEventData data)
 }  // namespace
 
 RecordingEventLayerAdapter::RecordingEventLayerAdapter(SvcRTEContext* context, MediaRecordingService* service)
-    : m_context(context), m_physicalInterface(nullptr), m_csfi(CSfi::GetInstance()), m_service(service)
+    : m_context(context), m_physicalInterface(nullptr), m_csfi(nullptr), m_service(service)
 {
+    m_csfi = contained(COMPONENT, SOURCE, "GetInstance", [] { return CSfi::GetInstance(); });
     m_physicalInterface = MediaRecordingHelper::getPhysicalInterfaceServiceIfc(*m_context);
     AsynchronousEventThread::init(m_csfi);
 }

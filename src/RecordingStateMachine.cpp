@@ -147,7 +147,8 @@ void RecordingStateMachine::handleEvent(int event)
 RecordingStateMachine::Action RecordingStateMachine::ExecuteAction(int event)
 {
     const int current = getState();
-    m_previousEvent = eventNames[event];
+    contained(COMPONENT, SOURCE, "ExecuteAction",
+              [=] { m_previousEvent = eventNames[event]; });  // only the dump shows it
     if (current == ILLEGAL_STATE) {
         MRS_LOG(
             LOG_LEVEL_DETAIL,
@@ -376,13 +377,14 @@ void RecordingStateMachine::callDatasetSynchronizationLock(bool lock)
     if (m_configManager == nullptr) {
         return;
     }
-    // The store publishes, and whoever hears of it may end the session.
-    const std::string lineURI = known->lineURI;
-    if (lock) {
-        m_configManager->eventRecordingStarted(lineURI);
-    } else {
-        m_configManager->eventRecordingStopped(lineURI);
-    }
+    contained(COMPONENT, SOURCE, "callDatasetSynchronizationLock", [=] {
+        const std::string lineURI = known->lineURI;  // the store publishes, and whoever hears of it may end the session
+        if (lock) {
+            m_configManager->eventRecordingStarted(lineURI);
+        } else {
+            m_configManager->eventRecordingStopped(lineURI);
+        }
+    });
 }
 
 void RecordingStateMachine::sendRecordingStatus(const std::string& status)
@@ -393,9 +395,10 @@ void RecordingStateMachine::sendRecordingStatus(const std::string& status)
         MRS_LOG(LOG_LEVEL_ERROR, "Failed to retrieve recording session associated with m_mrsID == %d", m_mrsID);
         return;
     }
-    // Whoever is told may end the session.
-    const std::string lineURI = known->lineURI;
-    m_eventLayer->callRecordingStatus(lineURI, known->callID, status);
+    contained(COMPONENT, SOURCE, "sendRecordingStatus", [&] {
+        const std::string lineURI = known->lineURI;  // whoever is told may end the session
+        m_eventLayer->callRecordingStatus(lineURI, known->callID, status);
+    });
 }
 
 /// The recording session of the line's call, as the table knows it now.
