@@ -33,6 +33,9 @@ public:
     int numberOfSessions();
     void emergencyTidyUp();
 
+    /// Room for a text of the machines', which use it one at a time.
+    std::string& spareText() { return m_spareText; }
+
     // Steps of createSession(), under its lock.
     int getNextFreeSessionHandle();
     void storeSession(int handle, RecordingSession& session);
@@ -42,4 +45,5 @@ private:
     int m_nextSessionHandle = 1;                  // guarded by m_sessionLock
     std::map<int, RecordingSession*> m_sessions;  // guarded by m_sessionLock
     Semaphore m_sessionLock{1, 1, false};
+    std::string m_spareText;
 };

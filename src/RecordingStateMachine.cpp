@@ -2,6 +2,7 @@
 
 #include <locale>
 #include <sstream>
+#include <utility>
 
 #include "Log.h"
 #include "RecordingConfigManager.h"
@@ -13,6 +14,24 @@ namespace {
 
 constexpr const char* COMPONENT = "RecordingStateMachine";
 constexpr const char* SOURCE = "./src/RecordingStateMachine";
+
+/// A copy of a session's line that outlives the session. Its memory is the table's spare text, put back afterwards, so
+/// that an event allocates nothing; a copy within a copy brings its own.
+struct LineOfSession {
+    LineOfSession(RecordingSessionController& table, const RecordingSession& session)
+        : uri(std::move(table.spareText())), m_spare(table.spareText())
+    {
+        uri = session.lineURI;
+    }
+    ~LineOfSession() { m_spare = std::move(uri); }
+    LineOfSession(const LineOfSession&) = delete;
+    LineOfSession& operator=(const LineOfSession&) = delete;
+
+    std::string uri;
+
+private:
+    std::string& m_spare;
+};
 
 }  // namespace
 
@@ -378,11 +397,12 @@ void RecordingStateMachine::callDatasetSynchronizationLock(bool lock)
         return;
     }
     contained(COMPONENT, SOURCE, "callDatasetSynchronizationLock", [=] {
-        const std::string lineURI = known->lineURI;  // the store publishes, and whoever hears of it may end the session
+        // The store publishes, and whoever hears of it may end the session.
+        const LineOfSession line(*m_recSessionController, *known);
         if (lock) {
-            m_configManager->eventRecordingStarted(lineURI);
+            m_configManager->eventRecordingStarted(line.uri);
         } else {
-            m_configManager->eventRecordingStopped(lineURI);
+            m_configManager->eventRecordingStopped(line.uri);
         }
     });
 }
@@ -396,8 +416,9 @@ void RecordingStateMachine::sendRecordingStatus(const std::string& status)
         return;
     }
     contained(COMPONENT, SOURCE, "sendRecordingStatus", [&] {
-        const std::string lineURI = known->lineURI;  // whoever is told may end the session
-        m_eventLayer->callRecordingStatus(lineURI, known->callID, status);
+        // Whoever is told may end the session.
+        const LineOfSession line(*m_recSessionController, *known);
+        m_eventLayer->callRecordingStatus(line.uri, known->callID, status);
     });
 }
 
