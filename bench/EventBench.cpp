@@ -1,134 +1,117 @@
-// What an event costs in the recording core, and what its traces cost.
+// What an event and a whole call cost.
 
 #include <algorithm>
 #include <random>
 #include <vector>
 
-#include "BareTelephone.h"
+#include "BareParts.h"
 #include "Log.h"
-#include "LogSink.h"
 #include "SideBySide.h"
-#include "SilentTelephone.h"
+#include "Threadable.h"
 
 namespace {
 
-constexpr int EVENTS = 20000;
 constexpr const char* COMPONENT = "EventBench";
 constexpr const char* SOURCE = "./bench/EventBench";
 
-/// Both telephones with the same lines, each with a session of a call that is not recorded, and the order in which
-/// events reach them. Streaming then changes nothing on the line and asks nothing of the outside.
-struct Telephones {
-    explicit Telephones(int lines) : core("disabled")
-    {
-        for (int i = 0; i < lines; ++i) {
-            const std::string line = lineURI(i);
-            const int handle = core.controller.LMSCreateSession(line, 7);
-            bare.addLine(handle, line);
-            order.push_back(handle);
-        }
-        std::shuffle(order.begin(), order.end(), std::mt19937(1));
-        for (const int handle : order) {
-            uris.push_back(lineURI(handle - 1));
-        }
-    }
+template <typename Operation>
+Contender manyTimes(const char* name, Operation operation)
+{
+    return {name, [operation] { return costOfEach(20000, operation); }};
+}
 
-    std::size_t at(int event) const { return static_cast<std::size_t>(event) % order.size(); }
+Event eventOf(int session, LMSEventDispatcher::LMSEventType type)
+{
+    return {session, 12, 7, LMSErrorCode{2}, type};
+}
 
-    double event()
-    {
-        LMSEventObserverIfc& observer = core.controller;
-        return costOfEach(EVENTS, [&](int i) { observer.LMSEventStreaming(order[at(i)], 12, 7); });
-    }
-    double parts()
-    {
-        return costOfEach(EVENTS, [&](int i) { bare.streaming(order[at(i)], 12, 7); });
-    }
-    double partsWithLock()
-    {
-        return costOfEach(EVENTS, [&](int i) { bare.streamingAlone(order[at(i)], 12, 7); });
-    }
-    double partsUnnamed()
-    {
-        return costOfEach(EVENTS, [&](int i) { bare.streamingUnnamed(order[at(i)], 12, 7); });
-    }
-    double lookUp()
-    {
-        return costOfEach(EVENTS, [&](int i) { bare.findLine(uris[at(i)]); });
-    }
-
-    Core core;
-    BareTelephone bare;
-    std::vector<int> order;
-    std::vector<std::string> uris;
-};
-
+/// Each line has a session of a call that is not recorded: streaming changes nothing on the line and asks nothing of
+/// the outside. The events reach the sessions in no order.
 void event(benchmark::State& state)
 {
-    Telephones all(static_cast<int>(state.range(0)));
-    sideBySide(state, {{"plugin", [&] { return all.event(); }},
-                       {"bare", [&] { return all.parts(); }},
-                       {"bareWithLock", [&] { return all.partsWithLock(); }},
-                       {"bareUnnamed", [&] { return all.partsUnnamed(); }}});
+    Core core("disabled");
+    LMSEventObserverIfc& plugin = core.controller;
+    const LMSEventDispatcher idle(&plugin);  // where there are threads, as in a telephone, locks cost more
+    BareTelephone bare(core.eventLayer, core.telephone, "disabled");
+    std::vector<int> order;
+    for (int i = 0; i < state.range(0); ++i) {
+        order.push_back(plugin.LMSCreateSession(lineURI(i), 7));
+        bare.create(lineURI(i), 7);
+    }
+    std::shuffle(order.begin(), order.end(), std::mt19937(1));
+    std::vector<std::string> lines(order.size());
+    std::transform(order.begin(), order.end(), lines.begin(), [](int i) { return lineURI(i - 1); });
+    const auto at = [&](int i) { return static_cast<std::size_t>(i) % order.size(); };
+    const auto streaming = [&](int i) { return eventOf(order[at(i)], LMSEventDispatcher::LMS_EVENT_STREAMING); };
+    sideBySide(state, {manyTimes("plugin", [&](int i) { plugin.LMSEventStreaming(order[at(i)], 12, 7); }),
+                       manyTimes("bare", [&](int i) { bare.handle(streaming(i)); }),
+                       manyTimes("bareUnlocked", [&](int i) { bare.handleUnlocked(streaming(i)); }),
+                       manyTimes("lookUp", [&](int i) { benchmark::DoNotOptimize(bare.stateOf(lines[at(i)])); })});
 }
 BENCHMARK(event)->RangeMultiplier(10)->Range(1, 1000);
 BENCHMARK(event)->Arg(10000)->MinTime(1);  // a turn takes long, and there should be several
 
-void growth(benchmark::State& state)
-{
-    Telephones one(1);
-    Telephones many(10000);
-    sideBySide(state, {{"pluginMany", [&] { return many.event(); }},
-                       {"pluginOne", [&] { return one.event(); }},
-                       {"bareMany", [&] { return many.lookUp(); }},
-                       {"bareOne", [&] { return one.lookUp(); }}});
-}
-BENCHMARK(growth);
+constexpr int CALLS = 200;
 
+/// Says when call control was asked to detach from the last of the calls.
+struct CallsEnd final : SilentEventLayer {
+    void callDetachSession(int) override
+    {
+        if (++detached % CALLS == 0) {
+            last.give();
+        }
+    }
+
+    int detached = 0;
+    Semaphore last{0, 1, false};
+};
+
+/// Wall time of a call of many, each on a line of its own, made as fast as the events can be posted.
+void call(benchmark::State& state)
+{
+    using Dispatcher = LMSEventDispatcher;
+
+    Core core("allcalls");
+    CallsEnd end;
+    RecordingController controller(&end, &core.store);
+    Dispatcher plugin(&controller);
+    BareTelephone bare(end, core.telephone, "allcalls");
+    StandardQueue queue([&](const Event& event) { bare.handle(event); });
+
+    std::vector<std::string> lines(CALLS);
+    std::generate(lines.begin(), lines.end(), [i = 0]() mutable { return lineURI(i++); });
+    const auto costOf = [&](auto play) {
+        const double start = wallTime();
+        for (const std::string& line : lines) {
+            play(line);
+        }
+        end.last.take(-1);
+        return (wallTime() - start) / CALLS;
+    };
+    const auto playBare = [&](const std::string& line) {
+        const int session = bare.create(line, 7);
+        for (const auto type :
+             {Dispatcher::LMS_EVENT_ATTACHED, Dispatcher::LMS_EVENT_STREAMING, Dispatcher::LMS_EVENT_NOT_STREAMING,
+              Dispatcher::LMS_EVENT_STREAMING, Dispatcher::LMS_DESTROY_SESSION}) {
+            queue.post(eventOf(session, type));
+        }
+    };
+    sideBySide(state, {{"plugin", [&] { return costOf([&](const std::string& line) { playCall(plugin, line); }); }},
+                       {"bare", [&] { return costOf(playBare); }}});
+}
+BENCHMARK(call);
+
+/// Beside it an empty function of the same library.
 void levelTest(benchmark::State& state)
 {
+    struct : Threadable {
+        void run() override {}
+    } body;
     int computed = 0;
-    sideBySide(state, {{"plugin",
-                        [&] { return costOfEach(EVENTS, [&](int) { MRS_LOG(LOG_LEVEL_DETAIL, "%d", ++computed); }); }},
-                       {"bare", [&] {
-                            return costOfEach(EVENTS, [&](int) {
-                                if (emptyCall(COMPONENT, LOG_LEVEL_DETAIL)) {
-                                    ++computed;
-                                }
-                            });
-                        }}});
+    sideBySide(state, {manyTimes("plugin", [&](int) { MRS_LOG(LOG_LEVEL_DETAIL, "%d", ++computed); }),
+                       manyTimes("bare", [&](int) { benchmark::DoNotOptimize(body.Threadable::type()); })});
     state.counters["argumentsComputed"] = computed;
 }
 BENCHMARK(levelTest);
 
-struct DroppingSink : runtime::LogSink {
-    void log(const char*, const char*, int, int, const std::string&) override {}
-};
-
-/// A whole call and a dump among so many lines, with every trace going into a sink that drops it.
-void allTraces(benchmark::State& state)
-{
-    Core core("allcalls");
-    for (int i = 0; i < state.range(0); ++i) {
-        playCall(core.controller, lineURI(i));
-    }
-    DroppingSink sink;
-    runtime::setLogSink(&sink);
-    const auto traced = [](auto operation) {
-        runtime::setLogLevel(LOG_LEVEL_DETAIL);
-        const double cost = costOfEach(20, [&](int) { operation(); });
-        runtime::setLogLevel(0);
-        return cost;
-    };
-    const std::string line = lineURI(0);
-    const auto call = [&] { playCall(core.controller, line); };
-    sideBySide(state, {{"plugin", [&] { return traced(call); }},
-                       {"bare", [&] { return costOfEach(200, [&](int) { call(); }); }},
-                       {"dump", [&] { return traced([&] { core.controller.dumpStateMachines(); }); }}});
-    runtime::setLogSink(nullptr);
-}
-BENCHMARK(allTraces)->RangeMultiplier(10)->Range(1, 100);
-
 }  // namespace
-
-BENCHMARK_MAIN();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <sched.h>
 
 #include <algorithm>
-#include <chrono>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -17,9 +17,8 @@ struct Contender {
 
 inline double medianOf(std::vector<double> values)
 {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
 }
 
 /// Lets the contenders take turns, a chunk each, so that whatever else the machine does meets all of them alike, and
@@ -28,26 +27,24 @@ inline double medianOf(std::vector<double> values)
 /// ratio is noise.
 inline void sideBySide(benchmark::State& state, std::vector<Contender> contenders)
 {
-    contenders.push_back(contenders.front());
+    contenders.push_back({"control", contenders.front().run});
     std::vector<std::vector<double>> costs(contenders.size());
-    std::size_t turn = 0;
-    for ([[maybe_unused]] const auto iteration : state) {
-        // Each turn begins with another one: no contender always follows the same neighbour's work.
-        for (std::size_t i = 0; i < contenders.size(); ++i) {
-            const std::size_t next = (turn + i) % contenders.size();
+    std::size_t first = 0;  // another one each turn: no contender always follows the same neighbour's work
+    for ([[maybe_unused]] const auto turn : state) {
+        for (std::size_t i = first; i < first + contenders.size(); ++i) {
+            const std::size_t next = i % contenders.size();
             contenders[next].run();
             costs[next].push_back(contenders[next].run());
         }
-        ++turn;
+        ++first;
     }
-    const double again = medianOf(costs.back());
-    for (std::size_t i = 0; i + 1 < contenders.size(); ++i) {
+    for (std::size_t i = 0; i < contenders.size(); ++i) {
         state.counters[contenders[i].name] = medianOf(costs[i]);
     }
-    state.counters["control"] = medianOf(costs.front()) / again;
+    state.counters["control"] = medianOf(costs.front()) / medianOf(costs.back());
 }
 
-inline double nanoseconds(clockid_t clock)
+inline double timeOf(clockid_t clock)
 {
     timespec now{};
     ::clock_gettime(clock, &now);
@@ -57,12 +54,12 @@ inline double nanoseconds(clockid_t clock)
 /// The processor time of the calling thread alone: while it is not running, nothing counts.
 inline double threadTime()
 {
-    return nanoseconds(CLOCK_THREAD_CPUTIME_ID);
+    return timeOf(CLOCK_THREAD_CPUTIME_ID);
 }
 
 inline double wallTime()
 {
-    return nanoseconds(CLOCK_MONOTONIC);
+    return timeOf(CLOCK_MONOTONIC);
 }
 
 /// Processor time of one of `times` operations on the calling thread.
@@ -74,4 +71,23 @@ double costOfEach(int times, Operation operation)
         operation(i);
     }
     return (threadTime() - start) / times;
+}
+
+/// Keeps the calling thread, and those that it starts from now on, on one of the processors that the process may use.
+/// False if it has fewer.
+inline bool stayOnProcessor(int which)
+{
+    static const cpu_set_t usable = [] {
+        cpu_set_t all;
+        ::sched_getaffinity(0, sizeof all, &all);
+        return all;
+    }();
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    for (std::size_t i = 0; i < CPU_SETSIZE; ++i) {
+        if (CPU_ISSET(i, &usable) && which-- == 0) {
+            CPU_SET(i, &one);
+        }
+    }
+    return ::sched_setaffinity(0, sizeof one, &one) == 0;
 }

@@ -19,14 +19,14 @@
 #include "SfiRecordingController.h"
 
 /// All of the platform's services, doing nothing, so that what is measured is the plug-in.
-struct SilentTelephone final : Context,
-                               Executable,
-                               LocalMgmtIfc,
-                               MediaControlServiceIfc,
-                               CommunicationsServiceEventIfc,
-                               PhysicalInterfaceServiceIfc,
-                               CSfi,
-                               SfiRecordingController {
+struct SilentTelephone : Context,
+                         Executable,
+                         LocalMgmtIfc,
+                         MediaControlServiceIfc,
+                         CommunicationsServiceEventIfc,
+                         PhysicalInterfaceServiceIfc,
+                         CSfi,
+                         SfiRecordingController {
     SilentTelephone() { runtime::setCallControl(this); }
     ~SilentTelephone() override
     {
@@ -60,12 +60,14 @@ struct SilentEventLayer : RecordingEventLayer {
     void setCallRecMode(const std::string&) override {}
 };
 
+constexpr const char* RECORDER = "sip:recorder@office.test";
+
 /// The recording core (controller, machines, session table, store) on silent surroundings.
 struct Core {
     explicit Core(const std::string& mode)
     {
         store.setDataItem(CALL_RECORDING_MODE_CONFIG, mode);
-        store.setDataItem(CALL_RECORDER_ADDRESS_CONFIG, "sip:recorder@office.test");
+        store.setDataItem(CALL_RECORDER_ADDRESS_CONFIG, RECORDER);
     }
 
     SilentTelephone telephone;
