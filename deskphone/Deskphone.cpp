@@ -6,13 +6,15 @@
 #include <iostream>
 #include <optional>
 
-#include "Chart.h"
-#include "Commands.h"
-#include "Machines.h"
-#include "Player.h"
-#include "Printers.h"
-#include "Recorder.h"
-#include "Telephone.h"
+#include "scenario/Commands.h"
+#include "scenario/Player.h"
+#include "show/Chart.h"
+#include "show/Printers.h"
+#include "telephone/Machines.h"
+#include "telephone/Recorder.h"
+#include "telephone/Telephone.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -70,3 +72,5 @@ int runDeskphone(const DeskphoneOptions& options, const Plugin& plugin)
     }
     return status;
 }
+
+}  // namespace deskphone

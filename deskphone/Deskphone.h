@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "Plugin.h"
+#include "telephone/Plugin.h"
+
+namespace deskphone {
 
 /// What the standard output shows: every step in one of three forms, or, after the run, its picture or coverage.
 enum class Form { TEXT, JSON, LADDER, STATE_CHART, COVERAGE };
@@ -22,3 +24,5 @@ struct DeskphoneOptions {
 /// of the plug-in's classes from it.
 extern "C" __attribute__((visibility("default"))) int runDeskphone(const DeskphoneOptions& options,
                                                                    const Plugin& plugin);
+
+}  // namespace deskphone

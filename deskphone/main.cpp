@@ -12,6 +12,8 @@
 #include "Deskphone.h"
 #include "LogSink.h"
 
+using namespace deskphone;
+
 namespace {
 
 std::runtime_error loaderError()

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <sstream>
 
-#include "Player.h"
-#include "Recorder.h"
-#include "Scenario.h"
-#include "Telephone.h"
 #include "WorkerAccess.h"
+#include "scenario/Player.h"
+#include "scenario/Scenario.h"
+#include "telephone/Recorder.h"
+#include "telephone/Telephone.h"
+
+using namespace deskphone;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
+
+using namespace deskphone;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -5,9 +5,11 @@
 #include <array>
 #include <cstdlib>
 
-#include "Commands.h"
-#include "Printers.h"
-#include "Sequence.h"
+#include "scenario/Commands.h"
+#include "show/Printers.h"
+#include "show/Sequence.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -142,3 +144,5 @@ std::string Ladder::finished(const Row& row)
     }
     return text.erase(text.find_last_not_of(' ') + 1) + '\n';
 }
+
+}  // namespace deskphone

@@ -5,8 +5,10 @@
 #include <set>
 #include <string>
 
-#include "Printers.h"
-#include "Step.h"
+#include "show/Printers.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 class Recorder;
 class Telephone;
@@ -41,3 +43,5 @@ private:
     int m_steps = 0;
     std::map<std::string, std::set<std::string>> m_seen;  // words by the name of their place
 };
+
+}  // namespace deskphone

@@ -1,10 +1,12 @@
-#include "Scenario.h"
+#include "scenario/Scenario.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
+
+namespace deskphone {
 
 namespace {
 
@@ -137,3 +139,5 @@ void ScenarioFile::Close::operator()(std::FILE* file) const
         std::fclose(file);
     }
 }
+
+}  // namespace deskphone

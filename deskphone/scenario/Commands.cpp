@@ -1,4 +1,4 @@
-#include "Commands.h"
+#include "scenario/Commands.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,9 @@
 #include <optional>
 #include <sstream>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -222,3 +224,5 @@ std::string placeAfter(const Words& words)
     const std::optional<Place> place = findPlaceAfter(words);
     return place ? place->name : "";
 }
+
+}  // namespace deskphone

@@ -17,8 +17,10 @@
 #include "MediaRecordingService.h"
 #include "MediaRecordingServiceIfc.h"
 #include "PhysicalInterfaceServiceIfc.h"
-#include "Recorder.h"
 #include "SfiRecordingController.h"
+#include "telephone/Recorder.h"
+
+namespace deskphone {
 
 // The services around the plug-in. They record the calls made on them and answer; they decide nothing, and but for the
 // executable none comes back into the plug-in. The plug-in calls the overrides, on any of its threads; the rest is for
@@ -214,3 +216,5 @@ public:
 private:
     Recorder& m_recorder;
 };
+
+}  // namespace deskphone

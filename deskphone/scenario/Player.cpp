@@ -1,4 +1,4 @@
-#include "Player.h"
+#include "scenario/Player.h"
 
 #include <unistd.h>
 #include <algorithm>
@@ -8,12 +8,14 @@
 #include <utility>
 
 #include "Activity.h"
-#include "Commands.h"
-#include "Prompt.h"
-#include "Recorder.h"
-#include "Scenario.h"
-#include "Status.h"
-#include "Telephone.h"
+#include "prompt/Prompt.h"
+#include "prompt/Status.h"
+#include "scenario/Commands.h"
+#include "scenario/Scenario.h"
+#include "telephone/Recorder.h"
+#include "telephone/Telephone.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -155,3 +157,5 @@ void Player::report(const std::string& name, int line, const std::exception& mis
 {
     m_errors << name << ':' << line << ": " << mistake.what() << std::endl;
 }
+
+}  // namespace deskphone

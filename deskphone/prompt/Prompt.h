@@ -4,7 +4,9 @@
 #include <functional>
 #include <string>
 
-#include "Step.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 /// The prompt for a person at a terminal: line editing, completion, and the history, which is kept over sessions in the
 /// user's cache folder where there is one.
@@ -26,3 +28,5 @@ private:
     std::FILE* m_screen;
     std::string m_history;  // the file; empty: none
 };
+
+}  // namespace deskphone

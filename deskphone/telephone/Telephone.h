@@ -5,10 +5,12 @@
 
 #include "FrameworkContext.h"
 #include "MgmtAgentIfc.h"
-#include "Plugin.h"
 #include "RecordingConfigManager.h"
 #include "RecordingController.h"
-#include "StandIns.h"
+#include "telephone/Plugin.h"
+#include "telephone/StandIns.h"
+
+namespace deskphone {
 
 /// A telephone with the plug-in in it: owns the services around the plug-in, the recording service and the invoker.
 ///
@@ -67,3 +69,5 @@ private:
     std::unique_ptr<MediaRecordingService> m_service;  // null while it does not run
     std::unique_ptr<Invoker> m_invoker;                // null before the first message
 };
+
+}  // namespace deskphone

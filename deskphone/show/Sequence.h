@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "Step.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 /// Who takes part in a sequence chart; the service calls, and is called by, each of the others.
 enum Party : std::size_t {
@@ -51,3 +53,5 @@ std::string shortened(const std::string& text, std::size_t length);
 
 /// The text in lines of at most `width` characters, broken behind a blank or a comma where there is one.
 std::vector<Words> linesOf(const std::string& text, std::size_t width);
+
+}  // namespace deskphone

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Step.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 struct Happening;
 
@@ -46,3 +48,5 @@ private:
     bool m_lampOn = false;
     std::size_t m_rows = 0;  // since the last header
 };
+
+}  // namespace deskphone

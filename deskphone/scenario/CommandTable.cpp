@@ -2,12 +2,14 @@
 #include <type_traits>
 #include <utility>
 
-#include "Commands.h"
 #include "LMSEventObserverIfc.h"
 #include "ManagementRecord.h"
 #include "MediaRecordingHelper.h"
 #include "RecordingStateMachine.h"
-#include "Telephone.h"
+#include "scenario/Commands.h"
+#include "telephone/Telephone.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -244,3 +246,5 @@ const std::vector<Command>& commands()
     // clang-format on
     return table;
 }
+
+}  // namespace deskphone

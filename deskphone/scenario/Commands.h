@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "Step.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 class Telephone;
 
@@ -39,3 +41,5 @@ std::string describeCommand(const std::string& name);
 Words nextWords(const Words& words);
 /// The name of the place for the word that follows these, as in the table; "" when there is none.
 std::string placeAfter(const Words& words);
+
+}  // namespace deskphone

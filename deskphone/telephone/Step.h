@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+namespace deskphone {
+
 using Words = std::vector<std::string>;
 
 /// What goes into a call or comes out of an operation; std::monostate is nothing.
@@ -55,3 +57,5 @@ struct Step {
     Value result;
     bool lampWasOn = false;  // before the command
 };
+
+}  // namespace deskphone

@@ -1,10 +1,12 @@
-#include "Recorder.h"
+#include "telephone/Recorder.h"
 
 #include <utility>
 
 #include "LMSEventObserverIfc.h"
 #include "Threadable.h"
 #include "Threads.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -105,3 +107,5 @@ std::vector<Machine> Recorder::machines()
     const std::lock_guard<std::mutex> guard(m_lock);
     return machinesIn(m_dump);
 }
+
+}  // namespace deskphone

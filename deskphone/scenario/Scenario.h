@@ -5,7 +5,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "Step.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 /// What is wrong with a line of a scenario, naming the word at fault.
 class Mistake : public std::runtime_error {
@@ -40,3 +42,5 @@ private:
     std::string m_name;
     std::unique_ptr<std::FILE, Close> m_file;
 };
+
+}  // namespace deskphone

@@ -1,12 +1,14 @@
-#include "Status.h"
+#include "prompt/Status.h"
 
 #include <algorithm>
 
-#include "Recorder.h"
 #include "RecordingController.h"
-#include "Scenario.h"
-#include "Sequence.h"
-#include "Telephone.h"
+#include "scenario/Scenario.h"
+#include "show/Sequence.h"
+#include "telephone/Recorder.h"
+#include "telephone/Telephone.h"
+
+namespace deskphone {
 
 std::string describeTelephone(Telephone& telephone, Recorder& recorder)
 {
@@ -35,3 +37,5 @@ std::string describeTelephone(Telephone& telephone, Recorder& recorder)
     }
     return text;
 }
+
+}  // namespace deskphone

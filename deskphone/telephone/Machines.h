@@ -6,7 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "Step.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 /// A line's machine as the controller lists it in its log.
 struct Machine {
@@ -34,3 +36,5 @@ struct Reached {
 std::string drawStates(const Reached& reached);
 /// Every transition and action of the plug-in's tables with how often it was reached.
 std::string printCoverage(const Reached& reached);
+
+}  // namespace deskphone

@@ -1,10 +1,12 @@
-#include "Telephone.h"
+#include "telephone/Telephone.h"
 
 #include <stdexcept>
 
 #include "CallControl.h"
 #include "MediaRecordingHelper.h"
-#include "Recorder.h"
+#include "telephone/Recorder.h"
+
+namespace deskphone {
 
 Telephone::Telephone(const Plugin& plugin, Recorder& recorder)
     : m_plugin(plugin),
@@ -66,3 +68,5 @@ void Telephone::sendMessage(const std::string& message, Executable* executable)
     RecordedResponse response(m_recorder);
     m_invoker->handleMessage(executable, message.c_str(), static_cast<int>(message.size()), &response);
 }
+
+}  // namespace deskphone

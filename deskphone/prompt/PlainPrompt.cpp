@@ -4,7 +4,9 @@
 
 #include <iostream>
 
-#include "Prompt.h"
+#include "prompt/Prompt.h"
+
+namespace deskphone {
 
 Prompt::Prompt(Completion /*completion*/) : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr) {}
 
@@ -19,3 +21,5 @@ void Prompt::show(const std::string& text)
     std::fputs(text.c_str(), m_screen);
     std::fflush(m_screen);
 }
+
+}  // namespace deskphone

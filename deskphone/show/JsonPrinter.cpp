@@ -1,6 +1,8 @@
 #include <nlohmann/json.hpp>
 
-#include "Printers.h"
+#include "show/Printers.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -52,3 +54,5 @@ std::string printJson(const Step& step)
     }
     return text + line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}});
 }
+
+}  // namespace deskphone

@@ -6,8 +6,10 @@
 
 #include "LogSink.h"
 #include "Logging.h"
-#include "Machines.h"
-#include "Step.h"
+#include "telephone/Machines.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
 
 /// Collects what the plug-in does to the telephone: its calls on the platform and its log, each with its thread. Any
 /// thread may call any operation that records; the rest is for the player's thread.
@@ -37,3 +39,5 @@ private:
     Records m_records;   // guarded by m_lock
     std::string m_dump;  // guarded by m_lock
 };
+
+}  // namespace deskphone

@@ -2,9 +2,11 @@
 
 #include "Logging.h"
 #include "PhysDefs.h"
-#include "Printers.h"
-#include "Scenario.h"
-#include "Sequence.h"
+#include "scenario/Scenario.h"
+#include "show/Printers.h"
+#include "show/Sequence.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -138,3 +140,5 @@ std::string printText(const Step& step, bool coloured)
     }
     return text;
 }
+
+}  // namespace deskphone

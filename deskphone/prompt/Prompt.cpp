@@ -1,4 +1,4 @@
-#include "Prompt.h"
+#include "prompt/Prompt.h"
 
 #include <editline/readline.h>
 #include <unistd.h>
@@ -10,7 +10,9 @@
 #include <system_error>
 #include <utility>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -98,3 +100,5 @@ void Prompt::show(const std::string& text)
     std::fputs(text.c_str(), m_screen);
     std::fflush(m_screen);
 }
+
+}  // namespace deskphone

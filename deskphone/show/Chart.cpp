@@ -1,10 +1,12 @@
-#include "Chart.h"
+#include "show/Chart.h"
 
 #include <cctype>
 #include <cerrno>
 #include <system_error>
 
-#include "Scenario.h"
+#include "scenario/Scenario.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -203,3 +205,5 @@ void Chart::write()
         throw std::system_error(errno, std::generic_category(), m_name);
     }
 }
+
+}  // namespace deskphone

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Sequence.h"
+#include "show/Sequence.h"
+
+namespace deskphone {
 
 /// Writes a run as Mermaid sequence charts into a Markdown file, up to date after every step.
 ///
@@ -40,3 +42,5 @@ private:
     bool m_lampOn = false;
     std::map<std::string, std::string> m_states;  // of the lines' machines
 };
+
+}  // namespace deskphone

@@ -1,4 +1,4 @@
-#include "Sequence.h"
+#include "show/Sequence.h"
 
 #include <algorithm>
 #include <iterator>
@@ -6,7 +6,9 @@
 
 #include "Logging.h"
 #include "PhysDefs.h"
-#include "Scenario.h"
+#include "scenario/Scenario.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -219,3 +221,5 @@ std::vector<Words> linesOf(const std::string& text, std::size_t width)
     lines.push_back(rest);
     return lines;
 }
+
+}  // namespace deskphone

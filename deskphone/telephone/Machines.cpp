@@ -1,4 +1,4 @@
-#include "Machines.h"
+#include "telephone/Machines.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,6 +6,8 @@
 #include <set>
 
 #include "RecordingStateMachine.h"
+
+namespace deskphone {
 
 namespace {
 
@@ -197,3 +199,5 @@ std::string printCoverage(const Reached& reached)
     }
     return text + std::to_string(some) + " of " + std::to_string(NUMBER_OF_RECORDING_STATES) + " reached\n" + lines;
 }
+
+}  // namespace deskphone
