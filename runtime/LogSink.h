@@ -20,4 +20,7 @@ void setLogSink(LogSink* sink);
 void setLogLevel(int level);
 int logLevel();
 
+/// For this component, logging is on at least up to this level; 0 (at the start) leaves it to the level for all.
+void setLogLevel(const std::string& component, int level);
+
 }  // namespace runtime

@@ -89,6 +89,20 @@ TEST(Idle, ComesOnceAChainOfThreadsHasFinishedItsWork)
     EXPECT_EQ(runtime::currentThreadable(), nullptr);
 }
 
+TEST(Logging, LetsThroughMoreOfAComponentWithALevelOfItsOwn)
+{
+    LogCapture log(3);
+    runtime::setLogLevel("Chatty", 5);
+    for (const char* const component : {"Chatty", "Quiet"}) {
+        for (const int level : {3, 5, 6}) {
+            logApp(component, "source", level, 1, "asked %d", loggingOnApp(component, level));
+        }
+    }
+    runtime::setLogLevel("Chatty", 0);
+    EXPECT_FALSE(loggingOnApp("Chatty", 5));
+    EXPECT_THAT(log.take(), ElementsAre("3 Chatty: asked 1", "5 Chatty: asked 1", "3 Quiet: asked 1"));
+}
+
 TEST(Logging, LetsThroughWhatIsUpToTheLevelAndCutsNoText)
 {
     logApp("C", "s", 2, 1, "nobody listens");
