@@ -1,74 +1,131 @@
 #include "Deskphone.h"
 
 #include <unistd.h>
-#include <algorithm>
-#include <cstdlib>
-#include <iostream>
-#include <optional>
 
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <system_error>
+
+#include "prompt/Conversation.h"
 #include "scenario/Commands.h"
 #include "scenario/Player.h"
+#include "scenario/ScenarioFile.h"
 #include "show/Chart.h"
-#include "show/Printers.h"
-#include "telephone/Machines.h"
-#include "telephone/Recorder.h"
+#include "show/Coverage.h"
+#include "show/JsonShow.h"
+#include "show/Ladder.h"
+#include "show/StateChart.h"
+#include "show/TextShow.h"
 #include "telephone/Telephone.h"
 
 namespace deskphone {
 
 namespace {
 
-Printer choosePrinter(Form form)
+using Shows = std::vector<std::unique_ptr<Show>>;
+
+std::unique_ptr<Show> showOnOutput(Form form)
 {
-    const char* const noColor = std::getenv("NO_COLOR");
-    const bool coloured = ::isatty(STDOUT_FILENO) != 0 && (noColor == nullptr || *noColor == '\0');
+    const Screen screen = standardOutput();
     switch (form) {
-        case Form::TEXT: return [coloured](const Step& step) { return printText(step, coloured); };
-        case Form::JSON: return printJson;
-        case Form::LADDER: return Ladder(terminalWidth(), coloured);
-        default: return [](const Step& /*step*/) { return std::string(); };
+        case Form::JSON: return std::make_unique<JsonShow>(screen);
+        case Form::LADDER: return std::make_unique<Ladder>(screen);
+        case Form::STATE_CHART: return std::make_unique<StateChart>(screen);
+        case Form::COVERAGE: return std::make_unique<Coverage>(screen);
+        default: return std::make_unique<TextShow>(screen);
     }
 }
 
+Shows showsFor(const Options& options)
+{
+    Shows shows;
+    if (!options.chart.empty()) {
+        shows.push_back(std::make_unique<Chart>(options.chart));
+    }
+    shows.push_back(showOnOutput(options.form));
+    return shows;
+}
+
+std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone)
+{
+    if (name == "-" && ::isatty(STDIN_FILENO) != 0) {
+        return std::make_unique<Conversation>(telephone, std::cerr);
+    }
+    return std::make_unique<ScenarioFile>(name, std::cerr);
+}
+
+/// One telephone's life.
+class Run {
+public:
+    Run(const Plugin& plugin, int logLevel, const Shows& shows)
+        : m_telephone(plugin,
+                      std::any_of(shows.begin(), shows.end(), [](const auto& show) { return show->showsMachines(); })),
+          m_shows(shows)
+    {
+        m_telephone.setLogLevel(logLevel);
+    }
+
+    /// Returns the exit status.
+    int play(const std::vector<std::string>& scenarios)
+    {
+        try {
+            for (const std::string& scenario : scenarios) {
+                if (!play(*openSource(scenario, m_telephone))) {
+                    return 2;
+                }
+            }
+        } catch (const std::system_error& failure) {
+            std::cerr << "deskphone: " << failure.what() << std::endl;
+            return 2;
+        }
+        return 0;
+    }
+
+private:
+    /// False when a mistake has ended the run.
+    bool play(Source& source)
+    {
+        for (Words command;;) {
+            try {
+                if (!source.next(command)) {
+                    return true;
+                }
+                const Step step = m_player.play(command);
+                for (const auto& show : m_shows) {
+                    show->add(step);
+                }
+                source.played(step);
+            } catch (const Mistake& mistake) {
+                if (!source.refused(mistake)) {
+                    return false;
+                }
+            }
+        }
+    }
+
+    Telephone m_telephone;
+    Player m_player{m_telephone};
+    const Shows& m_shows;
+};
+
 }  // namespace
 
-int runDeskphone(const DeskphoneOptions& options, const Plugin& plugin)
+int runDeskphone(const Options& options, const Plugin& plugin)
 {
     if (options.listCommands) {
         std::cout << listOfCommands() << std::flush;
         return 0;
     }
-    Recorder recorder;
-    recorder.watchMachines(options.form != Form::JSON || !options.chart.empty());
-    std::optional<Chart> chart;
-    if (!options.chart.empty()) {
-        chart.emplace(options.chart);
-    }
-    Reached reached;
-    const auto print = [&chart, &reached, printer = choosePrinter(options.form)](const Step& step) {
-        if (chart) {
-            chart->add(step);
-        }
-        reached.add(step);
-        return printer(step);
-    };
-    const auto play = [&](const Words& scenarios) {
-        Telephone telephone(plugin, recorder);
-        return Player(telephone, recorder, print, std::cout, std::cerr).play(scenarios);
-    };
+    const Shows shows = showsFor(options);
     int status = 0;
-    if (options.form != Form::COVERAGE) {
-        status = play(options.scenarios);
-    } else {
-        // Each as if it were alone, so that any set can be asked about.
-        for (const std::string& scenario : options.scenarios) {
-            status = std::max(status, play({scenario}));
-        }
+    for (const auto& scenarios : options.runs) {
+        status = std::max(status, Run(plugin, options.logLevel, shows).play(scenarios));
     }
-    if (status == 0 && options.form == Form::STATE_CHART) {
-        std::cout << drawStates(reached) << std::flush;
-    } else if (status == 0 && options.form == Form::COVERAGE) {
-        std::cout << printCoverage(reached) << std::flush;
+    if (status == 0) {
+        for (const auto& show : shows) {
+            show->finish();
+        }
     }
     return status;
 }

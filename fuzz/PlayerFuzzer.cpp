@@ -1,12 +1,14 @@
-// Any sequence of commands, played to the whole telephone; a mistake is passed over.
+// Any sequence of commands, played to the whole telephone and shown; a mistake is passed over.
 
 #include <cstdint>
 #include <sstream>
 
 #include "WorkerAccess.h"
 #include "scenario/Player.h"
-#include "scenario/Scenario.h"
-#include "telephone/Recorder.h"
+#include "scenario/Words.h"
+#include "show/JsonShow.h"
+#include "show/Ladder.h"
+#include "show/TextShow.h"
 #include "telephone/Telephone.h"
 
 using namespace deskphone;
@@ -14,15 +16,26 @@ using namespace deskphone;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     forgetWorker();
-    Recorder recorder;
-    Telephone telephone({createMediaRecordingService, createMediaRecordingServiceInvoker}, recorder);
+    Telephone telephone({createMediaRecordingService, createMediaRecordingServiceInvoker}, true);
+    Telephone::setLogLevel(0);
+    Player player(telephone);
     std::ostringstream output;
-    const auto printBoth = [](const Step& step) { return printJson(step) + printText(step, true); };
-    Player player(telephone, recorder, printBoth, output, output);
+    const Screen screen{output, true, 100};
+    JsonShow json(screen);
+    TextShow text(screen);
+    Ladder ladder(screen);
     std::istringstream input(std::string(data, data + size));
     for (std::string line; std::getline(input, line);) {
         try {
-            player.playCommand(splitLine(line));
+            const Words words = splitLine(line);
+            if (words.empty()) {
+                continue;
+            }
+            const Step step = player.play(words);
+            for (Show* const show :
+                 {static_cast<Show*>(&json), static_cast<Show*>(&text), static_cast<Show*>(&ladder)}) {
+                show->add(step);
+            }
         } catch (const Mistake&) {
             continue;
         }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "scenario/Scenario.h"
+#include "scenario/Words.h"
 
 using namespace deskphone;
 

@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "scenario/Scenario.h"
+#include "scenario/Words.h"
 
 namespace deskphone {
 

@@ -2,35 +2,23 @@
 
 #include <algorithm>
 
-#include "RecordingController.h"
-#include "scenario/Scenario.h"
-#include "show/Sequence.h"
-#include "telephone/Recorder.h"
-#include "telephone/Telephone.h"
+#include "scenario/Words.h"
 
 namespace deskphone {
 
-std::string describeTelephone(Telephone& telephone, Recorder& recorder)
+std::string describe(const Status& status)
 {
-    const std::string lamp = telephone.lampOn() ? "lamp ● on" : "lamp ○ off";
-    if (!telephone.running()) {
+    const std::string lamp = status.lampOn ? "lamp ● on" : "lamp ○ off";
+    if (!status.running) {
         return "the service does not run   " + lamp + '\n';
     }
-    const bool watched = recorder.watchMachines(true);
-    const std::string mode = telephone.service()->getRecordingMode();
-    const std::string selected = telephone.controller()->getSelectedLine();
-    telephone.controller()->dumpStateMachines();
-    recorder.take();  // what the questions left there
-    recorder.watchMachines(watched);
-
-    std::string text = "mode " + asWord(mode) + (telephone.store() == nullptr ? " (no store)" : "") + "   selected " +
-                       asWord(selected) + "   " + lamp + '\n';
-    const std::vector<Machine> machines = recorder.machines();
+    std::string text = "mode " + asWord(status.mode) + (status.hasStore ? "" : " (no store)") + "   selected " +
+                       asWord(status.selectedLine) + "   " + lamp + '\n';
     std::size_t longest = 0;
-    for (const Machine& machine : machines) {
+    for (const Machine& machine : status.machines) {
         longest = std::max(longest, charactersOf(asWord(machine.line)).size());
     }
-    for (const Machine& machine : machines) {
+    for (const Machine& machine : status.machines) {
         const std::string line = asWord(machine.line);
         text += "  " + line + std::string(longest - charactersOf(line).size() + 2, ' ') + machine.state;
         text += machine.session.empty() ? "\n" : "  session " + machine.session + '\n';

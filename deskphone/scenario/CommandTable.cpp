@@ -1,12 +1,10 @@
+#include "scenario/CommandTable.h"
+
 #include <tuple>
 #include <type_traits>
 #include <utility>
 
-#include "LMSEventObserverIfc.h"
-#include "ManagementRecord.h"
-#include "MediaRecordingHelper.h"
-#include "RecordingStateMachine.h"
-#include "scenario/Commands.h"
+#include "scenario/Words.h"
 #include "telephone/Telephone.h"
 
 namespace deskphone {
@@ -76,46 +74,45 @@ Value operation(Telephone& telephone, const Words& words)
     return perform(Operation, telephone, words, std::make_index_sequence<numberOfParameters(Operation)>());
 }
 
-/// A record of the management system, from pairs of words.
-struct Pairs : runtime::ManagementRecord {
-    explicit Pairs(const Words& words)
-    {
-        for (std::size_t at = 0; at + 1 < words.size(); at += 2) {
-            give(words[at], words[at + 1]);
-        }
-    }
-};
-
-Value dataChangedEvent(Telephone& telephone, const Words& words)
+/// A command that is an operation of the telephone on all of the words.
+template <Value (Telephone::*Operation)(const Words&)>
+Value onWords(Telephone& telephone, const Words& words)
 {
-    Pairs record(words);
-    telephone.service()->dataChangedEvent(record);
-    return {};
-}
-
-Value getData(Telephone& telephone, const Words& words)
-{
-    if (telephone.store() == nullptr) {
-        return {};
-    }
-    runtime::ManagementRecord record;
-    for (const std::string& tag : words) {
-        record.name(tag);
-    }
-    const bool allKnown = telephone.store()->getData(record);
-    return List{allKnown, Management::entriesOf(record)};
-}
-
-Value setData(Telephone& telephone, const Words& words)
-{
-    Pairs record(words);
-    return telephone.store() == nullptr ? Value() : telephone.store()->setData(record);
+    return (telephone.*Operation)(words);
 }
 
 Value machineState(Telephone& telephone, const Words& words)
 {
-    RecordingStateMachine* const machine = telephone.controller()->getRecordingStateMachineCreateNewIfNeeded(words[0]);
-    return machine == nullptr ? Value() : machine->getState();
+    return telephone.machineState(words[0]);
+}
+
+Value createSession(Telephone& telephone, const Words& words)
+{
+    return telephone.createSession(words[0], argument<int>(words, 1));
+}
+
+Value reset(Telephone& telephone, const Words& /*words*/)
+{
+    telephone.resetLookUps();
+    return {};
+}
+
+Value start(Telephone& telephone, const Words& words)
+{
+    telephone.start(words != Words{"no-store"});
+    return {};
+}
+
+Value stop(Telephone& telephone, const Words& /*words*/)
+{
+    telephone.stop();
+    return {};
+}
+
+Value setLogLevel(Telephone& telephone, const Words& words)
+{
+    telephone.setLogLevel(argument<int>(words, 0));
+    return {};
 }
 
 Value handleMessage(Telephone& telephone, const Words& words)
@@ -155,94 +152,66 @@ const std::vector<Command>& commands()
     using Observer = LMSEventObserverIfc;
 
     // clang-format off
+#define OPERATION(Class, name) #name, operation<&Class::name>
     static const std::vector<Command> table{
-        {"activateRecording", "LINE", SERVICE, "the user starts recording", operation<&Service::activateRecording>},
-        {"deactivateRecording", "LINE", SERVICE, "the user stops recording", operation<&Service::deactivateRecording>},
-        {"setOriginatingLine", "LINE", SERVICE, "the line to select when another is released",
-         operation<&Service::setOriginatingLine>},
-        {"setLineStatus", "LINE STATE [CALLID=0 [REMOTE=\"\"]]", SERVICE,
-         "1 or 5 releases the line, 11 or 16 selects it", operation<&Service::setLineStatus>},
-        {"featureKeyDefinitionChanged", "INDEX FUNCTION [FLAG=false]", SERVICE,
-         "a key's function; 56 is call recording", operation<&Service::featureKeyDefinitionChanged>},
-        {"dataChangedEvent", "ID VALUE [ID VALUE]...", SERVICE, "the management system reports changed values",
-         dataChangedEvent},
-        {"getCallRecordingOn", "LINE", SERVICE, "whether recording is on for a line",
-         operation<&Service::getCallRecordingOn>},
-        {"getSelectedLineRecordingOn", "", SERVICE, "whether recording is on for the selected line",
-         operation<&Service::getSelectedLineRecordingOn>},
-        {"getRecordingActive", "", SERVICE, "the line activation last set", operation<&Service::getRecordingActive>},
-        {"getRecordingMode", "", SERVICE, "the mode in force", operation<&Service::getRecordingMode>},
-        {"getRecorderAddress", "", SERVICE, "the recorder's address in force", operation<&Service::getRecorderAddress>},
-        {"getRecordingAudibleNotification", "", SERVICE, "the audible notification in force",
-         operation<&Service::getRecordingAudibleNotification>},
-        {"getRecordingModeConfig", "", SERVICE, "the mode that is set", operation<&Service::getRecordingModeConfig>},
-        {"getRecorderAddressConfig", "", SERVICE, "the recorder's address that is set",
-         operation<&Service::getRecorderAddressConfig>},
-        {"getRecordingAudibleNotificationConfig", "", SERVICE, "the audible notification that is set",
-         operation<&Service::getRecordingAudibleNotificationConfig>},
-        {"setRecordingModeConfig", "VALUE", SERVICE, "sets disabled, manual, autostart or allcalls",
-         operation<&Service::setRecordingModeConfig>},
-        {"setRecorderAddressConfig", "VALUE", SERVICE, "sets where recordings go",
-         operation<&Service::setRecorderAddressConfig>},
-        {"setRecordingAudibleNotificationConfig", "VALUE", SERVICE, "sets the audible notification",
-         operation<&Service::setRecordingAudibleNotificationConfig>},
+        {OPERATION(Service, activateRecording),                     "LINE",                                "the user starts recording"},
+        {OPERATION(Service, deactivateRecording),                   "LINE",                                "the user stops recording"},
+        {OPERATION(Service, setOriginatingLine),                    "LINE",                                "the line to select when another is released",         FRAMEWORK},
+        {OPERATION(Service, setLineStatus),                         "LINE STATE [CALLID=0 [REMOTE=\"\"]]", "1 or 5 releases the line, 11 or 16 selects it",       FRAMEWORK},
+        {OPERATION(Service, featureKeyDefinitionChanged),           "INDEX FUNCTION [FLAG=false]",         "a key's function; 56 is call recording",              FRAMEWORK},
+        {"dataChangedEvent", onWords<&Telephone::dataChangedEvent>, "ID VALUE [ID VALUE]...",              "the management system reports changed values",        MANAGEMENT},
+        {OPERATION(Service, getCallRecordingOn),                    "LINE",                                "whether recording is on for a line"},
+        {OPERATION(Service, getSelectedLineRecordingOn),            "",                                    "whether recording is on for the selected line"},
+        {OPERATION(Service, getRecordingActive),                    "",                                    "the line activation last set"},
+        {OPERATION(Service, getRecordingMode),                      "",                                    "the mode in force"},
+        {OPERATION(Service, getRecorderAddress),                    "",                                    "the recorder's address in force"},
+        {OPERATION(Service, getRecordingAudibleNotification),       "",                                    "the audible notification in force"},
+        {OPERATION(Service, getRecordingModeConfig),                "",                                    "the mode that is set"},
+        {OPERATION(Service, getRecorderAddressConfig),              "",                                    "the recorder's address that is set"},
+        {OPERATION(Service, getRecordingAudibleNotificationConfig), "",                                    "the audible notification that is set"},
+        {OPERATION(Service, setRecordingModeConfig),                "VALUE",                               "sets disabled, manual, autostart or allcalls"},
+        {OPERATION(Service, setRecorderAddressConfig),              "VALUE",                               "sets where recordings go"},
+        {OPERATION(Service, setRecordingAudibleNotificationConfig), "VALUE",                               "sets the audible notification"},
 
-        {"getData", "TAG...", SERVICE, "the management system reads values", getData},
-        {"setData", "TAG VALUE [TAG VALUE]...", SERVICE, "the management system writes values", setData},
-        {"getDataItem", "ITEM", SERVICE, "a data item of the store", operation<&Store::getDataItem>},
-        {"setDataItem", "ITEM VALUE", SERVICE, "writes a data item of the store", operation<&Store::setDataItem>},
-        {"getRecordingActivation", "LINE", SERVICE, "a line's activation in the store",
-         operation<&Store::getRecordingActivation>},
-        {"setRecordingActivation", "LINE BOOL", SERVICE, "writes a line's activation in the store",
-         operation<&Store::setRecordingActivation>},
-        {"eventRecordingStarted", "LINE", SERVICE, "tells the store that a line records",
-         operation<&Store::eventRecordingStarted>},
-        {"eventRecordingStopped", "LINE", SERVICE, "tells the store that a line records no more",
-         operation<&Store::eventRecordingStopped>},
-        {"resynchronizeDataSets", "", SERVICE, "puts the settings into force",
-         operation<&Store::resynchronizeDataSets>},
+        {"getData", onWords<&Telephone::getData>,                   "TAG...",                              "the management system reads values",                  MANAGEMENT},
+        {"setData", onWords<&Telephone::setData>,                   "TAG VALUE [TAG VALUE]...",            "the management system writes values",                 MANAGEMENT},
+        {OPERATION(Store, getDataItem),                             "ITEM",                                "a data item of the store"},
+        {OPERATION(Store, setDataItem),                             "ITEM VALUE",                          "writes a data item of the store"},
+        {OPERATION(Store, getRecordingActivation),                  "LINE",                                "a line's activation in the store"},
+        {OPERATION(Store, setRecordingActivation),                  "LINE BOOL",                           "writes a line's activation in the store"},
+        {OPERATION(Store, eventRecordingStarted),                   "LINE",                                "tells the store that a line records"},
+        {OPERATION(Store, eventRecordingStopped),                   "LINE",                                "tells the store that a line records no more"},
+        {OPERATION(Store, resynchronizeDataSets),                   "",                                    "puts the settings into force"},
 
-        {"getSelectedLine", "", SERVICE, "the line that the lamp tells about", operation<&Controller::getSelectedLine>},
-        {"isInCall", "LINE", SERVICE, "whether a line has a recording session", operation<&Controller::isInCall>},
-        {"getCallRecordingActivated", "LINE", SERVICE, "a line's activation",
-         operation<&Controller::getCallRecordingActivated>},
-        {"getCallRecordingAutostarts", "LINE", SERVICE, "whether a new session records by itself",
-         operation<&Controller::getCallRecordingAutostarts>},
-        {"getCallRecordingUserControllable", "LINE", SERVICE, "whether the user may start and stop recording",
-         operation<&Controller::getCallRecordingUserControllable>},
-        {"setCallRecMode", "MODE", SERVICE, "tells the controller of a new mode",
-         operation<&Controller::setCallRecMode>},
-        {"dumpStateMachines", "", SERVICE, "logs the lines' machines at level 6",
-         operation<&Controller::dumpStateMachines>},
-        {"getRecordingStateMachineCreateNewIfNeeded", "LINE", SERVICE, "the state of the line's machine", machineState},
+        {OPERATION(Controller, getSelectedLine),                    "",                                    "the line that the lamp tells about"},
+        {OPERATION(Controller, isInCall),                           "LINE",                                "whether a line has a recording session"},
+        {OPERATION(Controller, getCallRecordingActivated),          "LINE",                                "a line's activation"},
+        {OPERATION(Controller, getCallRecordingAutostarts),         "LINE",                                "whether a new session records by itself"},
+        {OPERATION(Controller, getCallRecordingUserControllable),   "LINE",                                "whether the user may start and stop recording"},
+        {OPERATION(Controller, setCallRecMode),                     "MODE",                                "tells the controller of a new mode"},
+        {OPERATION(Controller, dumpStateMachines),                  "",                                    "logs the lines' machines at level 6"},
+        {"getRecordingStateMachineCreateNewIfNeeded", machineState, "LINE",                                "the state of the line's machine"},
 
-        {"LMSCreateSession", "LINE CALLID", SERVICE, "call control sets up a recording session",
-         operation<&Observer::LMSCreateSession>},
-        {"LMSDestroySession", "H", SERVICE, "the session ends", operation<&Observer::LMSDestroySession>},
-        {"LMSEventAttached", "H MEDIA CALLID", SERVICE, "the session is attached to its call",
-         operation<&Observer::LMSEventAttached>},
-        {"LMSEventStreaming", "H MEDIA CALLID", SERVICE, "the session streams",
-         operation<&Observer::LMSEventStreaming>},
-        {"LMSEventNotStreaming", "H", SERVICE, "the session streams no more",
-         operation<&Observer::LMSEventNotStreaming>},
-        {"LMSEventErrorStatus", "H CODE", SERVICE, "the session has failed", operation<&Observer::LMSEventErrorStatus>},
+        {"LMSCreateSession", createSession,                         "LINE CALLID",                         "call control sets up a recording session",            CALL_CONTROL, SERVICE, "H"},
+        {OPERATION(Observer, LMSDestroySession),                    "H",                                   "the session ends",                                    CALL_CONTROL},
+        {OPERATION(Observer, LMSEventAttached),                     "H MEDIA CALLID",                      "the session is attached to its call",                 CALL_CONTROL},
+        {OPERATION(Observer, LMSEventStreaming),                    "H MEDIA CALLID",                      "the session streams",                                 CALL_CONTROL},
+        {OPERATION(Observer, LMSEventNotStreaming),                 "H",                                   "the session streams no more",                         CALL_CONTROL},
+        {OPERATION(Observer, LMSEventErrorStatus),                  "H CODE",                              "the session has failed",                              CALL_CONTROL},
 
-        {"handleMessage", "TEXT [service|none|wrong]", SERVICE, "a text message, with this executable", handleMessage},
-        {"reset", "", NOTHING, "forgets the services looked up",
-         [](Telephone&, const Words&) { MediaRecordingHelper::reset(); return Value(); }},
-        {"start", "[store|no-store]", STOPPED_SERVICE, "makes the service and initialises it",
-         [](Telephone& telephone, const Words& words) { telephone.start(words != Words{"no-store"}); return Value(); }},
-        {"stop", "", RUNNING_SERVICE, "destroys the service",
-         [](Telephone& telephone, const Words&) { telephone.stop(); return Value(); }},
+        {"handleMessage", handleMessage,                            "TEXT [service|none|wrong]",           "a text message, with this executable"},
+        {"reset", reset,                                            "",                                    "forgets the services looked up",                      FRAMEWORK, NOTHING},
+        {"start", start,                                            "[store|no-store]",                    "makes the service and initialises it",                FRAMEWORK, STOPPED_SERVICE},
+        {"stop", stop,                                              "",                                    "destroys the service",                                FRAMEWORK, RUNNING_SERVICE},
 
-        {"log", "LEVEL", NOTHING, "logging is on up to this level",
-         [](Telephone& telephone, const Words& words) { telephone.setLogLevel(argument<int>(words, 0)); return Value(); }},
-        {"missing", "NAME", NOTHING, "the look-up finds nothing", lookUp<ServiceContext::MISSING>},
-        {"wrong", "NAME", NOTHING, "the look-up finds a service of another type", lookUp<ServiceContext::WRONG>},
-        {"present", "NAME", NOTHING, "the look-up finds the service", lookUp<ServiceContext::PRESENT>},
-        {"refuse", "publish|direction", NOTHING, "published records or direction changes are refused", accept<false>},
-        {"accept", "publish|direction", NOTHING, "published records or direction changes are accepted", accept<true>},
+        {"log", setLogLevel,                                        "LEVEL",                               "logging is on up to this level",                      NOBODY, NOTHING},
+        {"missing", lookUp<ServiceContext::MISSING>,                "NAME",                                "the look-up finds nothing",                           NOBODY, NOTHING},
+        {"wrong", lookUp<ServiceContext::WRONG>,                    "NAME",                                "the look-up finds a service of another type",         NOBODY, NOTHING},
+        {"present", lookUp<ServiceContext::PRESENT>,                "NAME",                                "the look-up finds the service",                       NOBODY, NOTHING},
+        {"refuse", accept<false>,                                   "publish|direction",                   "published records or direction changes are refused",  NOBODY, NOTHING},
+        {"accept", accept<true>,                                    "publish|direction",                   "published records or direction changes are accepted", NOBODY, NOTHING},
     };
+#undef OPERATION
     // clang-format on
     return table;
 }

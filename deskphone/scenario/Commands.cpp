@@ -1,12 +1,11 @@
 #include "scenario/Commands.h"
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <optional>
 #include <sstream>
 
-#include "scenario/Scenario.h"
+#include "scenario/Words.h"
 
 namespace deskphone {
 
@@ -125,35 +124,30 @@ std::string usage(const Command& command)
     return *command.words == '\0' ? command.name : std::string(command.name) + ' ' + command.words;
 }
 
-const Command& commandNamed(const std::string& name)
+const Command* findNamed(const std::string& name)
 {
     const auto found = std::find_if(commands().begin(), commands().end(),
                                     [&name](const Command& command) { return command.name == name; });
-    if (found == commands().end()) {
-        throw Mistake("unknown command " + quoted(name) + "; expected one of those that --help lists");
-    }
-    return *found;
+    return found == commands().end() ? nullptr : &*found;
 }
 
 std::optional<Place> findPlaceAfter(const Words& words)
 {
-    for (const Command& command : commands()) {
-        if (command.name == words.front()) {
-            const Pattern pattern(command.words);
-            return pattern.hasPlace(words.size() - 1) ? std::optional<Place>(pattern.place(words.size() - 1))
-                                                      : std::nullopt;
-        }
-    }
-    return std::nullopt;
+    const Command* const command = findNamed(words.front());
+    const Pattern pattern(command == nullptr ? "" : command->words);
+    const std::size_t index = words.size() - 1;
+    return pattern.hasPlace(index) ? std::optional<Place>(pattern.place(index)) : std::nullopt;
 }
 
 }  // namespace
 
-bool readNumber(const std::string& word, int& number)
+const Command& commandNamed(const std::string& name)
 {
-    const char* const end = word.data() + word.size();
-    const auto [rest, error] = std::from_chars(word.data(), end, number);
-    return error == std::errc{} && rest == end;
+    const Command* const command = findNamed(name);
+    if (command == nullptr) {
+        throw Mistake("unknown command " + quoted(name) + "; expected one of those that --help lists");
+    }
+    return *command;
 }
 
 const Command& findCommand(const Words& words)

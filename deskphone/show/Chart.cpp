@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "scenario/Scenario.h"
+#include "scenario/Words.h"
 
 namespace deskphone {
 
@@ -98,7 +98,7 @@ void Chart::add(const Step& step)
     for (const Happening& happening : happenings(step)) {
         show(step, happening);
     }
-    if (step.command.front() == "stop") {
+    if (!step.serviceRuns) {
         m_states.clear();
     }
     write();

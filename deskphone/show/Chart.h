@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "show/Sequence.h"
+#include "show/Show.h"
 
 namespace deskphone {
 
@@ -14,12 +15,12 @@ namespace deskphone {
 ///
 /// A run of many steps is cut into several charts: between two steps where a chart has become long enough to be read at
 /// once, and within a step where the usual viewers would refuse to draw it. Each chart begins with what holds then.
-class Chart {
+class Chart : public Show {
 public:
     /// Empties the file. Throws std::system_error, as add() does, when it cannot be written.
     explicit Chart(const std::string& file);
 
-    void add(const Step& step);
+    void add(const Step& step) override;
 
 private:
     void addRow(const Step& step, std::string row);

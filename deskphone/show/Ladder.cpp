@@ -1,20 +1,15 @@
-#include <sys/ioctl.h>
-#include <unistd.h>
+#include "show/Ladder.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
-#include "scenario/Commands.h"
-#include "show/Printers.h"
+#include "scenario/Words.h"
 #include "show/Sequence.h"
 
 namespace deskphone {
 
 namespace {
 
-constexpr std::size_t NARROWEST = 80;
-constexpr std::size_t WITHOUT_TERMINAL = 100;
 constexpr std::size_t ROWS_TO_NEXT_HEADER = 40;
 constexpr std::size_t THREAD_WIDTH = 11;
 
@@ -24,27 +19,14 @@ constexpr std::array<const char*, 7> colours{"", "", "1;32", "1;37;41", "1", "31
 
 }  // namespace
 
-std::size_t terminalWidth()
-{
-    winsize window{};
-    int columns = 0;
-    const char* const given = std::getenv("COLUMNS");
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0) {
-        return std::max<std::size_t>(window.ws_col, NARROWEST);
-    }
-    return given != nullptr && readNumber(given, columns) && columns > 0
-               ? std::max<std::size_t>(static_cast<std::size_t>(columns), NARROWEST)
-               : WITHOUT_TERMINAL;
-}
-
-Ladder::Ladder(std::size_t width, bool coloured) : m_width(width), m_coloured(coloured)
+Ladder::Ladder(const Screen& screen) : m_screen(screen)
 {
     // The names stand two blanks apart; what is left of the width is shared out evenly.
     std::size_t needed = THREAD_WIDTH;
     for (const char* const name : names) {
         needed += std::string(name).size() + 2;
     }
-    const std::size_t more = width > needed ? (width - needed) / names.size() : 0;
+    const std::size_t more = m_screen.width > needed ? (m_screen.width - needed) / names.size() : 0;
     std::size_t left = THREAD_WIDTH;
     for (const char* const name : names) {
         const std::size_t column = std::string(name).size() + 2 + more;
@@ -53,12 +35,12 @@ Ladder::Ladder(std::size_t width, bool coloured) : m_width(width), m_coloured(co
     }
 }
 
-std::string Ladder::operator()(const Step& step)
+void Ladder::add(const Step& step)
 {
     std::string text;
     if (m_rows == 0 || m_rows > ROWS_TO_NEXT_HEADER) {
         m_rows = 0;
-        Row header(m_width, " ");
+        Row header(m_screen.width, " ");
         for (std::size_t party = 0; party < names.size(); ++party) {
             const Words name = charactersOf(names[party]);
             write(header, m_columns[party] - name.size() / 2, name, "1");
@@ -66,11 +48,11 @@ std::string Ladder::operator()(const Step& step)
         text = finished(header);
     }
     m_lampOn = step.lampWasOn;
-    text += written(Row(m_width, " "), 0, headingOf(step), "1");
+    text += written(Row(m_screen.width, " "), 0, headingOf(step), "1");
     for (const Happening& happening : happenings(step)) {
         text += drawn(happening);
     }
-    return text;
+    m_screen.print(text);
 }
 
 std::string Ladder::drawn(const Happening& happening)
@@ -107,7 +89,7 @@ std::string Ladder::drawn(const Happening& happening)
 
 Ladder::Row Ladder::emptyRow() const
 {
-    Row row(m_width, " ");
+    Row row(m_screen.width, " ");
     for (std::size_t party = 0; party < names.size(); ++party) {
         row[m_columns[party]] = party == KEY_LAMP && m_lampOn ? "┃" : "│";
     }
@@ -117,7 +99,7 @@ Ladder::Row Ladder::emptyRow() const
 void Ladder::write(Row& row, std::size_t at, const Words& characters, const std::string& colour) const
 {
     std::copy(characters.begin(), characters.end(), row.begin() + static_cast<std::ptrdiff_t>(at));
-    if (m_coloured && !colour.empty() && !characters.empty()) {
+    if (m_screen.coloured && !colour.empty() && !characters.empty()) {
         row[at].insert(0, "\x1b[" + colour + 'm');
         row[at + characters.size() - 1] += "\x1b[0m";
     }
@@ -127,7 +109,7 @@ void Ladder::write(Row& row, std::size_t at, const Words& characters, const std:
 std::string Ladder::written(Row row, std::size_t at, const std::string& text, const std::string& colour)
 {
     std::string rows;
-    for (const Words& line : linesOf(text, m_width - at)) {
+    for (const Words& line : linesOf(text, m_screen.width - at)) {
         write(row, at, line, colour);
         rows += finished(row);
         row = emptyRow();

@@ -1,42 +1,16 @@
 #include "show/Sequence.h"
 
-#include <algorithm>
-#include <iterator>
 #include <map>
+#include <optional>
 
-#include "Logging.h"
-#include "PhysDefs.h"
-#include "scenario/Scenario.h"
+#include "scenario/Commands.h"
+#include "scenario/Words.h"
 
 namespace deskphone {
 
 namespace {
 
 constexpr std::size_t LONGEST_ARGUMENT = 48;
-
-/// Who gives a command: by default the user. The telephone's own commands are nobody's.
-std::optional<Party> giverOf(const std::string& command)
-{
-    static const std::map<std::string, std::optional<Party>> givers{
-        {"setOriginatingLine", FRAMEWORK},
-        {"setLineStatus", FRAMEWORK},
-        {"featureKeyDefinitionChanged", FRAMEWORK},
-        {"start", FRAMEWORK},
-        {"stop", FRAMEWORK},
-        {"reset", FRAMEWORK},
-        {"dataChangedEvent", MANAGEMENT},
-        {"getData", MANAGEMENT},
-        {"setData", MANAGEMENT},
-        {"log", std::nullopt},
-        {"missing", std::nullopt},
-        {"wrong", std::nullopt},
-        {"present", std::nullopt},
-        {"refuse", std::nullopt},
-        {"accept", std::nullopt},
-    };
-    const auto known = givers.find(command);
-    return known != givers.end() ? known->second : command.compare(0, 3, "LMS") == 0 ? CALL_CONTROL : USER;
-}
 
 Party partyOf(const std::string& interface)
 {
@@ -82,36 +56,14 @@ Happening shown(const Call& call, RecordThread thread)
             call.name.substr(dot + 1) + '(' + ToShortText().separated(call.arguments) + ')'};
 }
 
-// The length of the UTF-8 character at the beginning of the bytes; 0 when there is none.
-std::size_t lengthOfCharacter(const std::string& bytes, std::size_t at)
-{
-    const auto byte = [&](std::size_t index) {
-        return at + index < bytes.size() ? static_cast<unsigned char>(bytes[at + index]) : 0U;
-    };
-    const unsigned first = byte(0);
-    const std::size_t length = first < 0x80                     ? 1
-                               : first >= 0xc2 && first <= 0xdf ? 2
-                               : first >= 0xe0 && first <= 0xef ? 3
-                               : first >= 0xf0 && first <= 0xf4 ? 4
-                                                                : 0;
-    for (std::size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xc0U) != 0x80) {
-            return 0;
-        }
-    }
-    const bool overlong = (first == 0xe0 && byte(1) < 0xa0) || (first == 0xf0 && byte(1) < 0x90);
-    const bool outside = (first == 0xed && byte(1) > 0x9f) || (first == 0xf4 && byte(1) > 0x8f);
-    return overlong || outside ? 0 : length;
-}
-
 }  // namespace
 
 std::vector<Happening> happenings(const Step& step)
 {
     std::vector<Happening> shownOnes;
-    const std::optional<Party> giver = giverOf(step.command.front());
-    if (giver) {
-        shownOnes.push_back({Happening::ARROW, CALLER, *giver, RECORDING_SERVICE, step.command.front()});
+    const Party giver = commandNamed(step.command.front()).giver;
+    if (giver != NOBODY) {
+        shownOnes.push_back({Happening::ARROW, CALLER, giver, RECORDING_SERVICE, step.command.front()});
     }
     bool lampOn = step.lampWasOn;
     for (std::size_t number = 0; number < NUMBER_OF_THREADS; ++number) {
@@ -119,7 +71,7 @@ std::vector<Happening> happenings(const Step& step)
         for (const Record& record : step.records[thread]) {
             if (const auto* const call = std::get_if<Call>(&record)) {
                 shownOnes.push_back(shown(*call, thread));
-                const bool lamp = lampSetBy(record).value_or(lampOn);
+                const bool lamp = lampSetBy(*call).value_or(lampOn);
                 if (lamp != lampOn) {
                     lampOn = lamp;
                     shownOnes.push_back({lamp ? Happening::LAMP_ON : Happening::LAMP_OFF, thread, KEY_LAMP, KEY_LAMP,
@@ -136,9 +88,9 @@ std::vector<Happening> happenings(const Step& step)
                                      RECORDING_SERVICE, (error ? "error: " : "warning: ") + log.text});
             }
         }
-        if (thread == CALLER && giver && !std::holds_alternative<std::monostate>(step.result)) {
+        if (thread == CALLER && giver != NOBODY && !std::holds_alternative<std::monostate>(step.result)) {
             shownOnes.push_back(
-                {Happening::ANSWER, CALLER, RECORDING_SERVICE, *giver, std::visit(ToShortText(), step.result)});
+                {Happening::ANSWER, CALLER, RECORDING_SERVICE, giver, std::visit(ToShortText(), step.result)});
         }
     }
     return shownOnes;
@@ -146,80 +98,12 @@ std::vector<Happening> happenings(const Step& step)
 
 std::string headingOf(const Step& step)
 {
-    std::string text = std::to_string(step.number);
-    for (const std::string& word : step.command) {
-        text += ' ' + asWord(word);
-    }
-    return text;
+    return std::to_string(step.number) + asWords(step.command);
 }
 
 std::string changeOf(const MachineEvent& event)
 {
     return asWord(event.line) + ": " + event.from + " → " + event.to + " (" + event.event + ')';
-}
-
-std::optional<bool> lampSetBy(const Record& record)
-{
-    const auto* const call = std::get_if<Call>(&record);
-    if (call == nullptr || call->name != "PhysicalInterfaceServiceIfc.setFPKLamp") {
-        return std::nullopt;
-    }
-    return std::get<int>(call->arguments[1]) == PhysDefs::LAMP_ON;
-}
-
-bool lampIsOnAfter(const Step& step)
-{
-    bool on = step.lampWasOn;
-    for (const auto& records : step.records) {
-        for (const Record& record : records) {
-            on = lampSetBy(record).value_or(on);
-        }
-    }
-    return on;
-}
-
-Words charactersOf(const std::string& text)
-{
-    Words characters;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = lengthOfCharacter(text, at);
-        if (length == 1) {
-            for (const char c : visible(text[at])) {
-                characters.emplace_back(1, c);
-            }
-        } else {
-            characters.push_back(length == 0 ? "\uFFFD" : text.substr(at, length));
-        }
-        at += std::max<std::size_t>(length, 1);
-    }
-    return characters;
-}
-
-std::string shortened(const std::string& text, std::size_t length)
-{
-    const Words characters = charactersOf(text);
-    std::string result;
-    for (std::size_t at = 0; at < std::min(length, characters.size()); ++at) {
-        result += at + 1 == length && characters.size() > length ? "…" : characters[at];
-    }
-    return result;
-}
-
-std::vector<Words> linesOf(const std::string& text, std::size_t width)
-{
-    Words rest = charactersOf(text);
-    std::vector<Words> lines;
-    while (rest.size() > width) {
-        const auto full = rest.begin() + static_cast<std::ptrdiff_t>(width);
-        const auto place =
-            std::find_if(std::make_reverse_iterator(full), rest.rend(),
-                         [](const std::string& character) { return character == " " || character == ","; });
-        const auto end = place == rest.rend() ? full : place.base();
-        lines.emplace_back(rest.begin(), end);
-        rest.erase(rest.begin(), end);
-    }
-    lines.push_back(rest);
-    return lines;
 }
 
 }  // namespace deskphone

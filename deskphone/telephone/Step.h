@@ -2,9 +2,12 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include "Logging.h"  // the levels of log lines
 
 namespace deskphone {
 
@@ -30,7 +33,7 @@ struct LogLine {
     std::string text;
 };
 
-/// An event that a line's machine was given, as the machine logs it; its names without their prefixes.
+/// An event that a line's machine was given; the names are the plug-in's without their prefixes.
 struct MachineEvent {
     std::string machine;  // its address
     std::string line;
@@ -53,9 +56,14 @@ using Records = std::array<std::vector<Record>, NUMBER_OF_THREADS>;
 struct Step {
     int number;
     Words command;
-    Records records;
-    Value result;
-    bool lampWasOn = false;  // before the command
+    Records records = {};
+    Value result = {};
+    bool lampWasOn = false;    // before the command
+    bool serviceRuns = false;  // after it
 };
+
+/// What the call makes of the lamp, if it sets it.
+std::optional<bool> lampSetBy(const Call& call);
+bool lampIsOnAfter(const Step& step);
 
 }  // namespace deskphone

@@ -1,27 +1,45 @@
 #include "telephone/Telephone.h"
 
+#include <cstdio>
 #include <stdexcept>
 
+#include "Activity.h"
 #include "CallControl.h"
+#include "LMSEventObserverIfc.h"
 #include "MediaRecordingHelper.h"
-#include "telephone/Recorder.h"
+#include "RecordingStateMachine.h"
 
 namespace deskphone {
 
-Telephone::Telephone(const Plugin& plugin, Recorder& recorder)
+namespace {
+
+/// A record of the management system, from pairs of words.
+struct Pairs : runtime::ManagementRecord {
+    explicit Pairs(const Words& words)
+    {
+        for (std::size_t at = 0; at + 1 < words.size(); at += 2) {
+            give(words[at], words[at + 1]);
+        }
+    }
+};
+
+}  // namespace
+
+Telephone::Telephone(const Plugin& plugin, bool watchMachines)
     : m_plugin(plugin),
-      m_recorder(recorder),
-      m_keysAndLamps(recorder),
-      m_communications(recorder),
-      m_mediaControl(recorder),
-      m_management(recorder),
-      m_callControl(recorder),
-      m_context(recorder, {{"PhysicalInterfaceServiceIfc", &m_keysAndLamps},
-                           {"CommunicationsServiceEventIfc", &m_communications},
-                           {"MediaControlServiceIfc", &m_mediaControl},
-                           {"LocalMgmtIfc", &m_management}})
+      m_watchesMachines(watchMachines),
+      m_keysAndLamps(m_recorder),
+      m_communications(m_recorder),
+      m_mediaControl(m_recorder),
+      m_management(m_recorder),
+      m_callControl(m_recorder),
+      m_context(m_recorder, {{"PhysicalInterfaceServiceIfc", &m_keysAndLamps},
+                             {"CommunicationsServiceEventIfc", &m_communications},
+                             {"MediaControlServiceIfc", &m_mediaControl},
+                             {"LocalMgmtIfc", &m_management}})
 {
-    runtime::setLogSink(&recorder);
+    m_recorder.read(watchMachines ? Recorder::EVENTS : Recorder::NOTHING);
+    runtime::setLogSink(&m_recorder);
     runtime::setCallControl(&m_callControl);
 }
 
@@ -54,6 +72,107 @@ void Telephone::stop()
     m_callControl.forgetObserver();
     m_executable.serve(nullptr);
     m_service.reset();
+    m_recorder.withMachineLog([](MachineLog& log) { log.forgetMachines(); });
+}
+
+Records Telephone::settle()
+{
+    runtime::waitUntilIdle();
+    Records records = m_recorder.take();
+    if (running() && m_recorder.withMachineLog([](const MachineLog& log) { return log.missesLines(); })) {
+        machines();
+        m_recorder.withMachineLog([&records](MachineLog& log) { log.nameLines(records); });
+    }
+    return records;
+}
+
+Status Telephone::status()
+{
+    Status status{running(), lampOn()};
+    if (running()) {
+        status.hasStore = store() != nullptr;
+        status.mode = m_service->getRecordingMode();
+        status.selectedLine = controller()->getSelectedLine();
+        status.machines = machines();
+    }
+    return status;
+}
+
+/// As the controller lists them, the service running. What was recorded and not taken is lost.
+std::vector<Machine> Telephone::machines()
+{
+    const Recorder::Reading before = m_recorder.read(Recorder::LIST);
+    controller()->dumpStateMachines();
+    m_recorder.read(before);
+    m_recorder.take();
+    return m_recorder.withMachineLog([](const MachineLog& log) { return log.listed(); });
+}
+
+bool Telephone::machinesAreSilent()
+{
+    return m_watchesMachines && m_hasMadeSession &&
+           !m_recorder.withMachineLog([](const MachineLog& log) { return log.hasReadEvents(); });
+}
+
+Value Telephone::dataChangedEvent(const Words& record)
+{
+    if (running()) {
+        Pairs pairs(record);
+        m_service->dataChangedEvent(pairs);
+    }
+    return {};
+}
+
+Value Telephone::getData(const Words& tags)
+{
+    if (store() == nullptr) {
+        return {};
+    }
+    runtime::ManagementRecord record;
+    for (const std::string& tag : tags) {
+        record.name(tag);
+    }
+    const bool allKnown = store()->getData(record);
+    return List{allKnown, Management::entriesOf(record)};
+}
+
+Value Telephone::setData(const Words& record)
+{
+    Pairs pairs(record);
+    return store() == nullptr ? Value() : store()->setData(pairs);
+}
+
+Value Telephone::machineState(const std::string& line)
+{
+    RecordingStateMachine* const machine =
+        running() ? controller()->getRecordingStateMachineCreateNewIfNeeded(line) : nullptr;
+    if (machine == nullptr) {
+        return {};
+    }
+    char address[32];
+    std::snprintf(address, sizeof address, "%p", static_cast<void*>(machine));
+    m_recorder.withMachineLog([&](MachineLog& log) { log.know(address, line); });
+    return machine->getState();
+}
+
+Value Telephone::createSession(const std::string& line, int callID)
+{
+    if (observer() == nullptr) {
+        return {};
+    }
+    const int session = observer()->LMSCreateSession(line, callID);
+    m_hasMadeSession = m_hasMadeSession || session != 0;
+    return session;
+}
+
+void Telephone::resetLookUps()
+{
+    MediaRecordingHelper::reset();
+}
+
+void Telephone::setLogLevel(int level)
+{
+    runtime::setLogLevel(level);
 }
 
 void Telephone::sendMessage(const std::string& message, Executable* executable)

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "FrameworkContext.h"
 #include "MgmtAgentIfc.h"
@@ -12,13 +13,24 @@
 
 namespace deskphone {
 
-/// A telephone with the plug-in in it: owns the services around the plug-in, the recording service and the invoker.
+/// What a telephone is asked for at the prompt. Without a running service only the lamp is known.
+struct Status {
+    bool running;
+    bool lampOn;
+    bool hasStore = false;
+    std::string mode = {};
+    std::string selectedLine = {};
+    std::vector<Machine> machines = {};
+};
+
+/// A telephone with the plug-in in it: owns the services around the plug-in, the recording service and the invoker, and
+/// records what the plug-in does.
 ///
-/// For one thread. There is one telephone at a time: it is the process's call control and the receiver of its log. The
-/// recorder is not owned and outlives it.
+/// For one thread. There is one telephone at a time: it is the process's call control and the receiver of its log.
 class Telephone {
 public:
-    Telephone(const Plugin& plugin, Recorder& recorder);
+    /// The machines' events are recorded only when they are watched.
+    Telephone(const Plugin& plugin, bool watchMachines);
     /// Stops the service if it runs.
     ~Telephone();
     Telephone(const Telephone&) = delete;
@@ -36,6 +48,23 @@ public:
     RecordingController* controller() { return running() ? m_service->getRecordingController() : nullptr; }
     LMSEventObserverIfc* observer() { return m_callControl.observer(); }
 
+    /// Waits until every thread has nothing left to do. Returns what was recorded since the last time.
+    Records settle();
+    /// Changes nothing and leaves no records.
+    Status status();
+    /// Whether the machines are watched and must have moved, but nothing of it was in the plug-in's log.
+    bool machinesAreSilent();
+
+    // Operations whose arguments and results are no plain values. A record's words are pairs of id and value. The
+    // result is null when there is no service, store or observer to perform them.
+    Value dataChangedEvent(const Words& record);
+    Value getData(const Words& tags);
+    Value setData(const Words& record);
+    /// The state of the line's machine, which is made if needed.
+    Value machineState(const std::string& line);
+    Value createSession(const std::string& line, int callID);
+    void resetLookUps();
+
     /// Sends a text message to the invoker, with an executable that may be null. Throws std::runtime_error when the
     /// factory makes no invoker.
     void sendMessage(const std::string& message, Executable* executable);
@@ -45,15 +74,20 @@ public:
 
     /// As last set; stays when the service stops.
     bool lampOn() const { return m_keysAndLamps.lampOn(); }
-    void setLogLevel(int level) { m_recorder.showLog(level); }
+    /// The log is recorded up to this level; it stays when the telephone goes.
+    static void setLogLevel(int level);
 
     ServiceContext& context() { return m_context; }
     Management& management() { return m_management; }
     MediaControl& mediaControl() { return m_mediaControl; }
 
 private:
+    std::vector<Machine> machines();
+
     const Plugin m_plugin;
-    Recorder& m_recorder;
+    Recorder m_recorder;
+    const bool m_watchesMachines;
+    bool m_hasMadeSession = false;
 
     KeysAndLamps m_keysAndLamps;
     Communications m_communications;

@@ -1,9 +1,8 @@
+#include "show/TextShow.h"
+
 #include <algorithm>
 
-#include "Logging.h"
-#include "PhysDefs.h"
-#include "scenario/Scenario.h"
-#include "show/Printers.h"
+#include "scenario/Words.h"
 #include "show/Sequence.h"
 
 namespace deskphone {
@@ -49,16 +48,8 @@ struct Kind {
 
 Kind kindOf(const Call& call)
 {
-    if (call.name == "PhysicalInterfaceServiceIfc.setFPKLamp") {
-        const int state = std::get<int>(call.arguments[1]);
-        if (state == PhysDefs::LAMP_ON) {
-            return {"lamp on", LAMP_LIT, PLAIN};
-        }
-        if (state == PhysDefs::LAMP_OFF) {
-            return {"lamp off", BOLD, PLAIN};
-        }
-    }
-    return {"call", BOLD, PLAIN};
+    const std::optional<bool> lamp = lampSetBy(call);
+    return !lamp ? Kind{"call", BOLD, PLAIN} : *lamp ? Kind{"lamp on", LAMP_LIT, PLAIN} : Kind{"lamp off", BOLD, PLAIN};
 }
 
 Kind kindOf(const MachineEvent& /*event*/)
@@ -106,18 +97,10 @@ std::string textOf(const LogLine& log)
 
 }  // namespace
 
-std::string printText(const Step& step, bool coloured)
+void TextShow::add(const Step& step)
 {
-    const auto paint = [coloured](const std::string& text, const std::string& colour, std::size_t width = 0) {
-        const std::string padding(width - std::min(width, text.size()), ' ');
-        return coloured && !colour.empty() ? "\x1b[" + colour + 'm' + text + "\x1b[0m" + padding : text + padding;
-    };
-    std::string command;
-    for (const std::string& word : step.command) {
-        command += ' ' + asWord(word);
-    }
-    const std::string indent(INDENT, ' ');
-    std::string text = paint(std::to_string(step.number), DIM) + paint(command, BOLD) + '\n';
+    std::string text =
+        m_screen.painted(std::to_string(step.number), DIM) + m_screen.painted(asWords(step.command), BOLD) + '\n';
     for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
         for (const Record& record : step.records[thread]) {
             const auto* const event = std::get_if<MachineEvent>(&record);
@@ -126,19 +109,30 @@ std::string printText(const Step& step, bool coloured)
             }
             const Kind kind = std::visit([](const auto& any) { return kindOf(any); }, record);
             const std::string what = std::visit([](const auto& any) { return textOf(any); }, record);
-            text += indent + paint(threadNames[thread], threadColours[thread], THREAD_WIDTH) +
-                    paint(kind.name, kind.colour, KIND_WIDTH) + paint(what, kind.textColour) + '\n';
+            text += row(threadNames[thread], threadColours[thread],
+                        column(kind.name, kind.colour, KIND_WIDTH) + m_screen.painted(what, kind.textColour));
         }
     }
     if (!std::holds_alternative<std::monostate>(step.result)) {
-        text += indent + paint("result", BOLD, THREAD_WIDTH) + std::visit(ToText(), step.result) + '\n';
+        text += row("result", BOLD, std::visit(ToText(), step.result));
     }
     const bool lampIsOn = lampIsOnAfter(step);
     if (step.lampWasOn || lampIsOn) {
-        text += indent + paint("lamp", BOLD, THREAD_WIDTH) +
-                paint(lampIsOn ? "● on" : "○ off", lampIsOn ? LAMP_LIT : PLAIN) + '\n';
+        text += row("lamp", BOLD, m_screen.painted(lampIsOn ? "● on" : "○ off", lampIsOn ? LAMP_LIT : PLAIN));
     }
-    return text;
+    m_screen.print(text);
+}
+
+/// The text in a column of this width.
+std::string TextShow::column(const std::string& text, const std::string& colour, std::size_t width) const
+{
+    return m_screen.painted(text, colour) + std::string(width - std::min(width, text.size()), ' ');
+}
+
+/// A row below a command.
+std::string TextShow::row(const std::string& head, const std::string& colour, const std::string& text) const
+{
+    return std::string(INDENT, ' ') + column(head, colour, THREAD_WIDTH) + text + '\n';
 }
 
 }  // namespace deskphone

@@ -1,6 +1,6 @@
-#include <nlohmann/json.hpp>
+#include "show/JsonShow.h"
 
-#include "show/Printers.h"
+#include <nlohmann/json.hpp>
 
 namespace deskphone {
 
@@ -32,7 +32,7 @@ std::string line(const Json& object)
 
 }  // namespace
 
-std::string printJson(const Step& step)
+void JsonShow::add(const Step& step)
 {
     std::string text = line({{"step", step.number}, {"command", step.command}});
     for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
@@ -52,7 +52,7 @@ std::string printJson(const Step& step)
             text += line(object);
         }
     }
-    return text + line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}});
+    m_screen.print(text + line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}}));
 }
 
 }  // namespace deskphone

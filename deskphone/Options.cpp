@@ -1,0 +1,110 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <utility>
+
+namespace deskphone {
+
+namespace {
+
+/// What is wrong with the file for --chart, "" for nothing. With it forgotten, the scenario that follows would be
+/// overwritten.
+std::string refusedChart(const std::string& file)
+{
+    return std::filesystem::path(file).extension() == ".scenario" ? file + " is a scenario; expected a file to write"
+           : file.empty()                                         ? "expected a file to write"
+                                                                  : "";
+}
+
+void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
+{
+    if (std::find(scenarios.begin(), scenarios.end(), options.chart) != scenarios.end()) {
+        throw std::runtime_error("--chart would overwrite the scenario " + options.chart);
+    }
+    if (!options.chart.empty() &&
+        (options.form == Form::COVERAGE || (scenarios.empty() && options.form == Form::STATE_CHART))) {
+        throw std::runtime_error(
+            "--chart shows one run: expected neither --coverage nor --statechart without SCENARIO");
+    }
+}
+
+std::vector<std::vector<std::string>> runsOf(const std::vector<std::string>& scenarios, Form form)
+{
+    if (scenarios.empty()) {
+        return form == Form::STATE_CHART ? std::vector<std::vector<std::string>>{}
+                                         : std::vector<std::vector<std::string>>{{"-"}};
+    }
+    if (form != Form::COVERAGE) {
+        return {scenarios};
+    }
+    // Each as if it were alone, so that any set can be asked about.
+    std::vector<std::vector<std::string>> runs;
+    for (const std::string& scenario : scenarios) {
+        runs.push_back({scenario});
+    }
+    return runs;
+}
+
+}  // namespace
+
+bool readOptions(int argc, char** argv, Options& options, int& status)
+{
+    std::vector<std::string> scenarios;
+    CLI::App app(
+        "A desk telephone for a workstation: plays commands to the call-recording plug-in and shows what "
+        "the plug-in does to the telephone.",
+        "deskphone");
+    app.set_version_flag("--version", "deskphone " DESKPHONE_VERSION);
+    const std::vector<std::pair<CLI::Option*, Form>> forms = {
+        {app.add_flag("--json", "Print one JSON object a line"), Form::JSON},
+        {app.add_flag("--ladder", "Draw arrows between the telephone's services, as wide as the terminal"),
+         Form::LADDER},
+        {app.add_flag("--statechart",
+                      "Print the state machine as Mermaid, with how often the SCENARIOs, if any, made each transition"),
+         Form::STATE_CHART},
+        {app.add_flag("--coverage",
+                      "Print which transitions and actions of the state machine the SCENARIOs reached, each played on "
+                      "a telephone of its own"),
+         Form::COVERAGE},
+    };
+    for (const auto& one : forms) {
+        for (const auto& other : forms) {
+            if (one.first != other.first) {
+                one.first->excludes(other.first);
+            }
+        }
+    }
+    app.add_option("--chart", options.chart, "Also write the run as sequence charts in Mermaid to this Markdown file")
+        ->check(refusedChart)
+        ->type_name("FILE");
+    app.add_option("--plugin", options.plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
+    std::string logLevel = std::to_string(options.logLevel);
+    app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
+        ->check(CLI::IsMember({"0", "1", "2", "3", "4", "5", "6"}))
+        ->option_text("LEVEL=" + logLevel);
+    app.add_option("SCENARIO", scenarios,
+                   "Files to play one after the other; - or none: standard input, a prompt on a terminal")
+        ->type_name("");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        std::cout << app.help();
+        options.listCommands = true;
+    } catch (const CLI::ParseError& answer) {
+        status = app.exit(answer) == 0 ? 0 : 2;
+        return false;
+    }
+    for (const auto& [option, form] : forms) {
+        options.form = option->count() > 0 ? form : options.form;
+    }
+    checkCombination(options, scenarios);
+    options.logLevel = std::stoi(logLevel);
+    options.runs = runsOf(scenarios, options.form);
+    return true;
+}
+
+}  // namespace deskphone

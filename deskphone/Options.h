@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace deskphone {
+
+/// What the standard output shows: every step in one of three forms, or, after the run, its picture or coverage.
+enum class Form { TEXT, JSON, LADDER, STATE_CHART, COVERAGE };
+
+/// What the command line asks for.
+struct Options {
+    Form form = Form::TEXT;
+    std::string chart = {};     // the file for the sequence charts; empty: none
+    std::string plugin = {};    // the file; empty: this program's own
+    int logLevel = 3;           // at the beginning
+    bool listCommands = false;  // instead of playing
+    /// The scenarios, "-" being standard input. Each of these lists is played as one run, on a telephone of its own.
+    std::vector<std::vector<std::string>> runs = {};
+};
+
+/// Reads the command line into the options. Returns false, with the program's exit status, when nothing is left to do
+/// but to end: what was to be told has been printed. Throws std::runtime_error for options that do not go together.
+bool readOptions(int argc, char** argv, Options& options, int& status);
+
+}  // namespace deskphone

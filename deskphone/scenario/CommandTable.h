@@ -1,0 +1,34 @@
+#pragma once
+
+#include <vector>
+
+#include "telephone/Party.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
+
+class Telephone;
+
+/// What a command needs: nothing; the service, which is started first if it does not run; or that the service is
+/// stopped or runs already, and is a mistake otherwise.
+enum Needs { NOTHING, SERVICE, STOPPED_SERVICE, RUNNING_SERVICE };
+
+/// One row of the table of commands.
+struct Command {
+    const char* name;
+    /// Performs the command with the words after its name, which are right. Throws what the telephone throws.
+    Value (*perform)(Telephone& telephone, const Words& words);
+    /// The places for words after the name, as help shows them: [what may be left out], what may come again..., this|or
+    /// that. Any other place's name tells what it takes.
+    const char* words;
+    const char* purpose;
+    Party giver = USER;
+    Needs needs = SERVICE;
+    /// The place that the result is a word for.
+    const char* result = "";
+};
+
+/// The table.
+const std::vector<Command>& commands();
+
+}  // namespace deskphone

@@ -1,0 +1,61 @@
+#include "scenario/ScenarioFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+namespace deskphone {
+
+ScenarioFile::ScenarioFile(const std::string& name, std::ostream& errors)
+    : m_name(name), m_errors(errors), m_file(name == "-" ? stdin : std::fopen(name.c_str(), "re"))
+{
+    if (m_file == nullptr) {
+        throw std::system_error(errno, std::generic_category(), name);
+    }
+}
+
+bool ScenarioFile::next(Words& command)
+{
+    command.clear();
+    for (std::string line; command.empty() && nextLine(line);) {
+        ++m_line;
+        command = splitLine(line);
+    }
+    return !command.empty();
+}
+
+bool ScenarioFile::refused(const Mistake& mistake)
+{
+    m_errors << m_name << ':' << m_line << ": " << mistake.what() << std::endl;
+    return false;
+}
+
+/// A line may hold any bytes and be of any length; the last one needs no newline.
+bool ScenarioFile::nextLine(std::string& line)
+{
+    char* buffer = nullptr;
+    std::size_t capacity = 0;
+    const ssize_t length = ::getline(&buffer, &capacity, m_file.get());
+    const int error = errno;
+    const std::unique_ptr<char, decltype(&std::free)> owner(buffer, std::free);
+    if (length < 0) {
+        if (std::feof(m_file.get()) == 0) {
+            throw std::system_error(error, std::generic_category(), m_name);
+        }
+        return false;
+    }
+    line.assign(buffer, static_cast<std::size_t>(length));
+    if (line.back() == '\n') {
+        line.pop_back();
+    }
+    return true;
+}
+
+void ScenarioFile::Close::operator()(std::FILE* file) const
+{
+    if (file != stdin) {
+        std::fclose(file);
+    }
+}
+
+}  // namespace deskphone

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "scenario/Source.h"
+
+namespace deskphone {
+
+/// A scenario as a source, line by line. A mistake in it ends the run. Opening and reading throw std::system_error,
+/// with the name, when they fail.
+class ScenarioFile : public Source {
+public:
+    /// "-" is standard input. Mistakes are reported on `errors`, which is not owned.
+    ScenarioFile(const std::string& name, std::ostream& errors);
+
+    bool next(Words& command) override;
+    bool refused(const Mistake& mistake) override;
+
+private:
+    struct Close {
+        void operator()(std::FILE* file) const;
+    };
+
+    bool nextLine(std::string& line);
+
+    const std::string m_name;
+    std::ostream& m_errors;
+    std::unique_ptr<std::FILE, Close> m_file;
+    int m_line = 0;  // its number
+};
+
+}  // namespace deskphone

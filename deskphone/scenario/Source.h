@@ -1,0 +1,25 @@
+#pragma once
+
+#include "scenario/Words.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
+
+/// Where commands come from: pulled by the run, one after the other, on its thread.
+class Source {
+public:
+    virtual ~Source() = default;
+
+    /// The words of the next command, at least one; false at the end. May wait for it. Throws Mistake for what is no
+    /// command, and std::system_error when the source cannot be read.
+    virtual bool next(Words& command) = 0;
+
+    /// The command given last, now a step.
+    virtual void played(const Step& /*step*/) {}
+
+    /// Reports what was wrong with the command given last, or thrown by next(), with its place. Returns whether the
+    /// run goes on.
+    virtual bool refused(const Mistake& mistake) = 0;
+};
+
+}  // namespace deskphone

@@ -1,0 +1,190 @@
+#include "scenario/Words.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+
+namespace deskphone {
+
+namespace {
+
+bool isBlank(char c)
+{
+    return c == ' ' || c == '\t';
+}
+
+bool isControl(char c)
+{
+    return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+}
+
+// Both return the decoded word and leave `at` behind it.
+
+std::string quotedWord(const std::string& line, std::size_t& at)
+{
+    static constexpr std::string_view escapes = "\"\\nt";
+    static constexpr std::string_view meanings = "\"\\\n\t";
+    std::string word;
+    for (++at; at < line.size() && line[at] != '"'; ++at) {
+        if (line[at] != '\\' || at + 1 == line.size()) {
+            word += line[at];
+            continue;
+        }
+        const std::size_t escape = escapes.find(line[++at]);
+        if (escape == std::string_view::npos) {
+            throw Mistake("unknown escape \\" + visible(line[at]) + R"(; expected \", \\, \n or \t)");
+        }
+        word += meanings[escape];
+    }
+    if (at == line.size()) {
+        throw Mistake("no closing quote after " + quoted(word));
+    }
+    ++at;
+    if (at < line.size() && !isBlank(line[at])) {
+        throw Mistake("expected a blank after the closing quote of " + quoted(word) + ", not " + quoted({line[at]}));
+    }
+    return word;
+}
+
+std::string plainWord(const std::string& line, std::size_t& at)
+{
+    const std::size_t start = at;
+    at = std::min(line.find_first_of(" \t", start), line.size());
+    std::string word = line.substr(start, at - start);
+    if (word.find('"') != std::string::npos) {
+        throw Mistake("quote inside the unquoted word " + quoted(word));
+    }
+    return word;
+}
+
+// The length of the UTF-8 character at the beginning of the bytes; 0 when there is none.
+std::size_t lengthOfCharacter(const std::string& bytes, std::size_t at)
+{
+    const auto byte = [&](std::size_t index) {
+        return at + index < bytes.size() ? static_cast<unsigned char>(bytes[at + index]) : 0U;
+    };
+    const unsigned first = byte(0);
+    const std::size_t length = first < 0x80                     ? 1
+                               : first >= 0xc2 && first <= 0xdf ? 2
+                               : first >= 0xe0 && first <= 0xef ? 3
+                               : first >= 0xf0 && first <= 0xf4 ? 4
+                                                                : 0;
+    for (std::size_t index = 1; index < length; ++index) {
+        if ((byte(index) & 0xc0U) != 0x80) {
+            return 0;
+        }
+    }
+    const bool overlong = (first == 0xe0 && byte(1) < 0xa0) || (first == 0xf0 && byte(1) < 0x90);
+    const bool outside = (first == 0xed && byte(1) > 0x9f) || (first == 0xf4 && byte(1) > 0x8f);
+    return overlong || outside ? 0 : length;
+}
+
+}  // namespace
+
+Words splitLine(const std::string& line)
+{
+    Words words;
+    for (std::size_t at = 0; at < line.size();) {
+        if (isBlank(line[at])) {
+            ++at;
+        } else if (line[at] == '#') {
+            break;
+        } else {
+            words.push_back(line[at] == '"' ? quotedWord(line, at) : plainWord(line, at));
+        }
+    }
+    return words;
+}
+
+bool readNumber(const std::string& word, int& number)
+{
+    const char* const end = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(word.data(), end, number);
+    return error == std::errc{} && rest == end;
+}
+
+std::string visible(char c)
+{
+    static constexpr char digits[] = "0123456789abcdef";
+    return isControl(c) ? std::string{'\\', 'x', digits[c >> 4], digits[c & 15]} : std::string{c};
+}
+
+std::string quoted(const std::string& text)
+{
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            result.append({'\\', c});
+        } else if (c == '\n' || c == '\t') {
+            result += c == '\n' ? "\\n" : "\\t";
+        } else {
+            result += visible(c);
+        }
+    }
+    return result + '"';
+}
+
+std::string asWord(const std::string& word)
+{
+    const bool plain = !word.empty() && word.front() != '#' && std::none_of(word.begin(), word.end(), [](char c) {
+        return c == ' ' || c == '"' || isControl(c);
+    });
+    return plain ? word : quoted(word);
+}
+
+std::string asWords(const Words& words)
+{
+    std::string text;
+    for (const std::string& word : words) {
+        text += ' ' + asWord(word);
+    }
+    return text;
+}
+
+Words charactersOf(const std::string& text)
+{
+    Words characters;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = lengthOfCharacter(text, at);
+        if (length == 1) {
+            for (const char c : visible(text[at])) {
+                characters.emplace_back(1, c);
+            }
+        } else {
+            characters.push_back(length == 0 ? "\uFFFD" : text.substr(at, length));
+        }
+        at += std::max<std::size_t>(length, 1);
+    }
+    return characters;
+}
+
+std::string shortened(const std::string& text, std::size_t length)
+{
+    const Words characters = charactersOf(text);
+    std::string result;
+    for (std::size_t at = 0; at < std::min(length, characters.size()); ++at) {
+        result += at + 1 == length && characters.size() > length ? "…" : characters[at];
+    }
+    return result;
+}
+
+std::vector<Words> linesOf(const std::string& text, std::size_t width)
+{
+    Words rest = charactersOf(text);
+    std::vector<Words> lines;
+    while (rest.size() > width) {
+        const auto full = rest.begin() + static_cast<std::ptrdiff_t>(width);
+        const auto place =
+            std::find_if(std::make_reverse_iterator(full), rest.rend(),
+                         [](const std::string& character) { return character == " " || character == ","; });
+        const auto end = place == rest.rend() ? full : place.base();
+        lines.emplace_back(rest.begin(), end);
+        rest.erase(rest.begin(), end);
+    }
+    lines.push_back(rest);
+    return lines;
+}
+
+}  // namespace deskphone

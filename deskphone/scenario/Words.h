@@ -1,0 +1,40 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "telephone/Step.h"
+
+namespace deskphone {
+
+/// What is wrong with a line of a scenario, naming the word at fault.
+class Mistake : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The words of a line, decoded; none in a blank line or a comment. Throws Mistake.
+Words splitLine(const std::string& line);
+
+/// A number of the scenario language: decimal, of 32 bits. False, with `number` left as it is, when `word` is none.
+bool readNumber(const std::string& word, int& number);
+
+/// A text in double quotes, and a word as it stands in a line: quoted where it must be. Control characters that the
+/// language has no escape for are made visible.
+std::string quoted(const std::string& text);
+std::string asWord(const std::string& word);
+/// Words as they stand in a line, each with a blank before it.
+std::string asWords(const Words& words);
+/// A control character as \xNN, any other as it is.
+std::string visible(char c);
+
+/// Texts for drawing: the characters of a text that may hold any bytes, each of one column, UTF-8 each. Control
+/// characters are made visible, bytes that are no UTF-8 replaced.
+Words charactersOf(const std::string& text);
+/// At most `length` characters, with … for what was cut.
+std::string shortened(const std::string& text, std::size_t length);
+/// The text in lines of at most `width` characters, broken behind a blank or a comma where there is one.
+std::vector<Words> linesOf(const std::string& text, std::size_t width);
+
+}  // namespace deskphone

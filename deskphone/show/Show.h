@@ -1,0 +1,21 @@
+#pragma once
+
+#include "telephone/Step.h"
+
+namespace deskphone {
+
+/// Makes something of the steps of a run, for one thread. Adding and finishing throw std::system_error when what is
+/// made cannot be written.
+class Show {
+public:
+    virtual ~Show() = default;
+
+    /// The next step, as soon as it is finished.
+    virtual void add(const Step& step) = 0;
+    /// The run has come to its end. Not called for a run that was broken off.
+    virtual void finish() {}
+    /// Whether it shows what the machines do: if no show does, that is not read from the plug-in's log.
+    virtual bool showsMachines() const { return true; }
+};
+
+}  // namespace deskphone
