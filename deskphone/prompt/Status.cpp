@@ -16,7 +16,8 @@ std::string describe(const Status& status)
                        asWord(status.selectedLine) + "   " + lamp + '\n';
     std::size_t longest = 0;
     for (const Machine& machine : status.machines) {
-        longest = std::max(longest, charactersOf(asWord(machine.line)).size());
+        const std::string line = asWord(machine.line);
+        longest = std::max(longest, charactersOf(line).size());
     }
     for (const Machine& machine : status.machines) {
         const std::string line = asWord(machine.line);

@@ -1,9 +1,9 @@
 #include "scenario/Words.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <iterator>
-#include <string_view>
 #include <system_error>
 
 namespace deskphone {
@@ -18,6 +18,15 @@ bool isBlank(char c)
 bool isControl(char c)
 {
     return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+}
+
+/// What a control character is made visible with, \xNN, and where the signs for it stand there.
+constexpr std::string_view SIGNS = "0123456789abcdef\\x";
+
+std::array<std::size_t, 4> visibleSigns(char control)
+{
+    const std::size_t number = static_cast<unsigned char>(control);
+    return {16, 17, number / 16, number % 16};
 }
 
 // Both return the decoded word and leave `at` behind it.
@@ -60,7 +69,7 @@ std::string plainWord(const std::string& line, std::size_t& at)
 }
 
 // The length of the UTF-8 character at the beginning of the bytes; 0 when there is none.
-std::size_t lengthOfCharacter(const std::string& bytes, std::size_t at)
+std::size_t lengthOfCharacter(std::string_view bytes, std::size_t at)
 {
     const auto byte = [&](std::size_t index) {
         return at + index < bytes.size() ? static_cast<unsigned char>(bytes[at + index]) : 0U;
@@ -107,8 +116,14 @@ bool readNumber(const std::string& word, int& number)
 
 std::string visible(char c)
 {
-    static constexpr char digits[] = "0123456789abcdef";
-    return isControl(c) ? std::string{'\\', 'x', digits[c >> 4], digits[c & 15]} : std::string{c};
+    if (!isControl(c)) {
+        return {c};
+    }
+    std::string signs;
+    for (const std::size_t index : visibleSigns(c)) {
+        signs += SIGNS[index];
+    }
+    return signs;
 }
 
 std::string quoted(const std::string& text)
@@ -143,26 +158,28 @@ std::string asWords(const Words& words)
     return text;
 }
 
-Words charactersOf(const std::string& text)
+Characters charactersOf(std::string_view text)
 {
-    Words characters;
+    static constexpr std::string_view replacement = "\uFFFD";
+    Characters characters;
+    characters.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t length = lengthOfCharacter(text, at);
-        if (length == 1) {
-            for (const char c : visible(text[at])) {
-                characters.emplace_back(1, c);
+        if (length == 1 && isControl(text[at])) {
+            for (const std::size_t index : visibleSigns(text[at])) {
+                characters.push_back(SIGNS.substr(index, 1));
             }
         } else {
-            characters.push_back(length == 0 ? "\uFFFD" : text.substr(at, length));
+            characters.push_back(length == 0 ? replacement : text.substr(at, length));
         }
         at += std::max<std::size_t>(length, 1);
     }
     return characters;
 }
 
-std::string shortened(const std::string& text, std::size_t length)
+std::string shortened(std::string_view text, std::size_t length)
 {
-    const Words characters = charactersOf(text);
+    const Characters characters = charactersOf(text);
     std::string result;
     for (std::size_t at = 0; at < std::min(length, characters.size()); ++at) {
         result += at + 1 == length && characters.size() > length ? "…" : characters[at];
@@ -170,20 +187,22 @@ std::string shortened(const std::string& text, std::size_t length)
     return result;
 }
 
-std::vector<Words> linesOf(const std::string& text, std::size_t width)
+std::vector<Characters> linesOf(std::string_view text, std::size_t width)
 {
-    Words rest = charactersOf(text);
-    std::vector<Words> lines;
-    while (rest.size() > width) {
-        const auto full = rest.begin() + static_cast<std::ptrdiff_t>(width);
-        const auto place =
-            std::find_if(std::make_reverse_iterator(full), rest.rend(),
-                         [](const std::string& character) { return character == " " || character == ","; });
-        const auto end = place == rest.rend() ? full : place.base();
-        lines.emplace_back(rest.begin(), end);
-        rest.erase(rest.begin(), end);
+    const Characters characters = charactersOf(text);
+    std::vector<Characters> lines;
+    auto begin = characters.begin();
+    while (characters.end() - begin > static_cast<std::ptrdiff_t>(width)) {
+        const auto full = begin + static_cast<std::ptrdiff_t>(width);
+        const auto start = std::make_reverse_iterator(begin);
+        const auto place = std::find_if(std::make_reverse_iterator(full), start, [](std::string_view character) {
+            return character == " " || character == ",";
+        });
+        const auto end = place == start ? full : place.base();
+        lines.emplace_back(begin, end);
+        begin = end;
     }
-    lines.push_back(rest);
+    lines.emplace_back(begin, characters.end());
     return lines;
 }
 

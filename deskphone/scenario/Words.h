@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "telephone/Step.h"
@@ -29,12 +30,17 @@ std::string asWords(const Words& words);
 /// A control character as \xNN, any other as it is.
 std::string visible(char c);
 
-/// Texts for drawing: the characters of a text that may hold any bytes, each of one column, UTF-8 each. Control
-/// characters are made visible, bytes that are no UTF-8 replaced.
-Words charactersOf(const std::string& text);
+/// A text for drawing: its characters, each of one column, UTF-8 each. They lie in the text, which must outlive them.
+using Characters = std::vector<std::string_view>;
+
+/// The characters of a text that may hold any bytes: control characters are made visible, bytes that are no UTF-8
+/// replaced.
+Characters charactersOf(std::string_view text);
+Characters charactersOf(std::string&& text) = delete;
 /// At most `length` characters, with … for what was cut.
-std::string shortened(const std::string& text, std::size_t length);
+std::string shortened(std::string_view text, std::size_t length);
 /// The text in lines of at most `width` characters, broken behind a blank or a comma where there is one.
-std::vector<Words> linesOf(const std::string& text, std::size_t width);
+std::vector<Characters> linesOf(std::string_view text, std::size_t width);
+std::vector<Characters> linesOf(std::string&& text, std::size_t width) = delete;
 
 }  // namespace deskphone

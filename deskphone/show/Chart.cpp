@@ -20,9 +20,10 @@ constexpr std::size_t ARROW_WIDTH = 48;
 constexpr std::size_t NOTE_WIDTH = 60;
 constexpr std::size_t HEADING_WIDTH = 84;
 constexpr std::size_t LONGEST_TEXT = 240;
+constexpr std::size_t LONGEST_CHARACTER = 4;  // in bytes
 
 // In a row: the columns from the first to the last one that take part, which are known when the chart is written.
-const std::string ALL_COLUMNS(1, '\0');
+constexpr char ALL_COLUMNS = '\0';
 
 struct Column {
     const char* name;
@@ -39,39 +40,43 @@ constexpr std::array<Column, NUMBER_OF_PARTIES> columns{{
     {"lamp", "participant lamp as key lamp"},
 }};
 
-/// The character as it may stand anywhere in a text of Mermaid: what is no letter, digit or harmless sign goes by its
-/// number. A colon is not harmless: together with it Mermaid looks for words of its own in any text.
-std::string encoded(const std::string& character)
+/// Adds the character as it may stand anywhere in a text of Mermaid: what is no letter, digit or harmless sign goes by
+/// its number. A colon is not harmless: together with it Mermaid looks for words of its own in any text.
+void addEncoded(std::string& text, std::string_view character)
 {
-    static const std::string harmless = " .,()[]=/@+-_!?*'";
+    static constexpr std::string_view harmless = " .,()[]=/@+-_!?*'";
     const auto first = static_cast<unsigned char>(character.front());
-    if (character.size() == 1 && (std::isalnum(first) != 0 || harmless.find(character) != std::string::npos)) {
-        return character;
+    if (character.size() == 1 &&
+        (std::isalnum(first) != 0 || harmless.find(character.front()) != std::string_view::npos)) {
+        text += character;
+        return;
     }
     unsigned number = character.size() == 1 ? first : first & (0x7fU >> character.size());
     for (std::size_t at = 1; at < character.size(); ++at) {
         number = number << 6U | (static_cast<unsigned char>(character[at]) & 0x3fU);
     }
-    return '#' + std::to_string(number) + ';';
+    text.append("#").append(std::to_string(number)).append(";");
 }
 
 /// The text as Mermaid takes it: no longer than is useful, in lines of about this width.
 std::string label(const std::string& text, std::size_t width)
 {
+    const std::string useful = shortened(text, LONGEST_TEXT);
     std::string result;
-    for (const Words& line : linesOf(shortened(text, LONGEST_TEXT), width)) {
+    for (const Characters& line : linesOf(useful, width)) {
         result += result.empty() ? "" : "<br/>";
-        for (const std::string& character : line) {
-            result += encoded(character);
+        for (const std::string_view character : line) {
+            addEncoded(result, character);
         }
         result.erase(result.find_last_not_of(' ') + 1);
     }
     return result;
 }
 
-std::string note(const std::string& over, const std::string& text)
+template <typename Columns>
+std::string note(const Columns& over, const std::string& text)
 {
-    return "    Note over " + over + ": " + text + '\n';
+    return std::string("    Note over ") + over + ": " + text + '\n';
 }
 
 std::string marked(const std::string& colour, const std::string& row)
@@ -88,7 +93,7 @@ Chart::Chart(const std::string& file) : m_name(file), m_file(file, std::ios::tru
 
 void Chart::add(const Step& step)
 {
-    if (m_rows.size() >= ROWS_TO_READ) {
+    if (m_rows >= ROWS_TO_READ) {
         cut();
         m_firstStep = step.number;
     }
@@ -104,27 +109,28 @@ void Chart::add(const Step& step)
     write();
 }
 
-void Chart::addRow(const Step& step, std::string row)
+void Chart::addRow(const Step& step, const std::string& row)
 {
-    if (m_rows.size() >= MOST_ROWS || m_size + row.size() > MOST_BYTES) {
+    if (m_rows >= MOST_ROWS || m_body.size() + row.size() > MOST_BYTES) {
         cut();
         m_firstStep = step.number;
         addHeading(step, headingOf(step) + " (goes on)");
     }
-    m_size += row.size();
-    m_rows.push_back(std::move(row));
+    m_body += row;
+    ++m_rows;
 }
 
 void Chart::addHeading(const Step& step, const std::string& text)
 {
-    if (m_rows.empty() && (m_lampOn || !m_states.empty())) {
+    if (m_rows == 0 && (m_lampOn || !m_states.empty())) {
         std::string before = m_lampOn ? "before: lamp on" : "before: lamp off";
-        for (const auto& [line, state] : m_states) {
-            before += ", " + asWord(line) + ' ' + state;
+        for (auto state = m_states.begin();
+             state != m_states.end() && before.size() <= LONGEST_CHARACTER * LONGEST_TEXT; ++state) {
+            before += ", " + asWord(state->first) + ' ' + state->second;
         }
-        m_rows.push_back(note(ALL_COLUMNS, label(before, HEADING_WIDTH)));
+        addRow(step, note(ALL_COLUMNS, label(before, HEADING_WIDTH)));
         if (m_lampOn) {
-            m_rows.emplace_back("    activate lamp\n");
+            addRow(step, "    activate lamp\n");
             m_takesPart[KEY_LAMP] = true;
         }
     }
@@ -169,8 +175,8 @@ void Chart::cut()
     m_title = "## Steps ";
     write();
     m_start = m_file.tellp();
-    m_rows.clear();
-    m_size = 0;
+    m_body.clear();
+    m_rows = 0;
     m_takesPart = {};
 }
 
@@ -187,9 +193,14 @@ std::string Chart::drawn() const
         }
     }
     const std::string all = first == last ? first : first + ',' + last;
-    for (std::string row : m_rows) {
-        const std::size_t place = row.find(ALL_COLUMNS);
-        text += place == std::string::npos ? row : row.replace(place, 1, all);
+    for (std::size_t from = 0; from < m_body.size();) {
+        const std::size_t place = m_body.find(ALL_COLUMNS, from);
+        text.append(m_body, from, place - from);
+        if (place == std::string::npos) {
+            break;
+        }
+        text += all;
+        from = place + 1;
     }
     return text + (m_lampOn ? "    deactivate lamp\n" : "");
 }

@@ -23,7 +23,7 @@ public:
     void add(const Step& step) override;
 
 private:
-    void addRow(const Step& step, std::string row);
+    void addRow(const Step& step, const std::string& row);
     void addHeading(const Step& step, const std::string& text);
     void show(const Step& step, const Happening& happening);
     void cut();
@@ -36,8 +36,8 @@ private:
     std::string m_title;         // of that chart; one that is alone has none
     int m_firstStep = 1;
     int m_lastStep = 1;
-    std::vector<std::string> m_rows;
-    std::size_t m_size = 0;  // of the rows
+    std::string m_body;      // its rows
+    std::size_t m_rows = 0;  // in the body
     std::array<bool, NUMBER_OF_PARTIES> m_takesPart{};
     RecordThread m_thread = CALLER;  // of the last row
     bool m_lampOn = false;

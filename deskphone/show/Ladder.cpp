@@ -13,8 +13,8 @@ namespace {
 constexpr std::size_t ROWS_TO_NEXT_HEADER = 40;
 constexpr std::size_t THREAD_WIDTH = 11;
 
-constexpr std::array<const char*, NUMBER_OF_PARTIES> names{"user",  "service", "framework", "management",
-                                                           "calls", "media",   "comms",     "lamp"};
+constexpr std::array<std::string_view, NUMBER_OF_PARTIES> names{"user",  "service", "framework", "management",
+                                                                "calls", "media",   "comms",     "lamp"};
 constexpr std::array<const char*, 7> colours{"", "", "1;32", "1;37;41", "1", "31", "33"};  // by kind of happening
 
 }  // namespace
@@ -23,13 +23,13 @@ Ladder::Ladder(const Screen& screen) : m_screen(screen)
 {
     // The names stand two blanks apart; what is left of the width is shared out evenly.
     std::size_t needed = THREAD_WIDTH;
-    for (const char* const name : names) {
-        needed += std::string(name).size() + 2;
+    for (const std::string_view name : names) {
+        needed += name.size() + 2;
     }
     const std::size_t more = m_screen.width > needed ? (m_screen.width - needed) / names.size() : 0;
     std::size_t left = THREAD_WIDTH;
-    for (const char* const name : names) {
-        const std::size_t column = std::string(name).size() + 2 + more;
+    for (const std::string_view name : names) {
+        const std::size_t column = name.size() + 2 + more;
         m_columns.push_back(left + column / 2);
         left += column;
     }
@@ -40,15 +40,14 @@ void Ladder::add(const Step& step)
     std::string text;
     if (m_rows == 0 || m_rows > ROWS_TO_NEXT_HEADER) {
         m_rows = 0;
-        Row header(m_screen.width, " ");
+        Row header = blankRow();
         for (std::size_t party = 0; party < names.size(); ++party) {
-            const Words name = charactersOf(names[party]);
-            write(header, m_columns[party] - name.size() / 2, name, "1");
+            write(header, m_columns[party] - names[party].size() / 2, charactersOf(names[party]), "1");
         }
         text = finished(header);
     }
     m_lampOn = step.lampWasOn;
-    text += written(Row(m_screen.width, " "), 0, headingOf(step), "1");
+    text += written(blankRow(), 0, headingOf(step), "1");
     for (const Happening& happening : happenings(step)) {
         text += drawn(happening);
     }
@@ -61,15 +60,15 @@ std::string Ladder::drawn(const Happening& happening)
     const std::size_t from = m_columns[happening.from];
     const std::size_t to = m_columns[happening.to];
     Row row = emptyRow();
-    write(row, 0, charactersOf(threadNames[happening.thread]), threadColours[happening.thread]);
+    write(row, 0, charactersOf(std::string_view(threadNames[happening.thread])), threadColours[happening.thread]);
     switch (happening.kind) {
         case Happening::LAMP_ON:
         case Happening::LAMP_OFF:
             m_lampOn = happening.kind == Happening::LAMP_ON;
             return written(row, to - happening.text.size() - 1, happening.text, colour);
-        case Happening::STATE: row[from] = "*"; return written(row, from + 2, happening.text, colour);
+        case Happening::STATE: row.cells[from] = "*"; return written(row, from + 2, happening.text, colour);
         case Happening::ERROR:
-        case Happening::WARNING: row[from] = "!"; return written(row, from + 2, happening.text, colour);
+        case Happening::WARNING: row.cells[from] = "!"; return written(row, from + 2, happening.text, colour);
         default: break;
     }
 
@@ -80,36 +79,36 @@ std::string Ladder::drawn(const Happening& happening)
     const std::string above = within ? "" : written(row, left + 2, happening.text, colour);
     row = within ? row : emptyRow();
     for (std::size_t at = left + 1; at < right; ++at) {
-        row[at] = happening.kind == Happening::ANSWER ? "╌" : "─";
+        row.cells[at] = happening.kind == Happening::ANSWER ? "╌" : "─";
     }
-    row[from < to ? right - 1 : left + 1] = from < to ? ">" : "<";
+    row.cells[from < to ? right - 1 : left + 1] = from < to ? ">" : "<";
     return above + (within ? written(row, left + (right - left - length) / 2, ' ' + happening.text + ' ', colour)
                            : finished(row));
 }
 
 Ladder::Row Ladder::emptyRow() const
 {
-    Row row(m_screen.width, " ");
+    Row row = blankRow();
     for (std::size_t party = 0; party < names.size(); ++party) {
-        row[m_columns[party]] = party == KEY_LAMP && m_lampOn ? "┃" : "│";
+        row.cells[m_columns[party]] = party == KEY_LAMP && m_lampOn ? "┃" : "│";
     }
     return row;
 }
 
-void Ladder::write(Row& row, std::size_t at, const Words& characters, const std::string& colour) const
+/// What is written into a row stands behind what was written into it before.
+void Ladder::write(Row& row, std::size_t at, const Characters& characters, const char* colour)
 {
-    std::copy(characters.begin(), characters.end(), row.begin() + static_cast<std::ptrdiff_t>(at));
-    if (m_screen.coloured && !colour.empty() && !characters.empty()) {
-        row[at].insert(0, "\x1b[" + colour + 'm');
-        row[at + characters.size() - 1] += "\x1b[0m";
+    std::copy(characters.begin(), characters.end(), row.cells.begin() + static_cast<std::ptrdiff_t>(at));
+    if (*colour != '\0' && !characters.empty()) {
+        row.painted.push_back({at, at + characters.size() - 1, colour});
     }
 }
 
 /// The row with the text, which goes on in further rows where it has no room.
-std::string Ladder::written(Row row, std::size_t at, const std::string& text, const std::string& colour)
+std::string Ladder::written(Row row, std::size_t at, const std::string& text, const char* colour)
 {
     std::string rows;
-    for (const Words& line : linesOf(text, m_screen.width - at)) {
+    for (const Characters& line : linesOf(text, m_screen.width - at)) {
         write(row, at, line, colour);
         rows += finished(row);
         row = emptyRow();
@@ -121,8 +120,17 @@ std::string Ladder::finished(const Row& row)
 {
     ++m_rows;
     std::string text;
-    for (const std::string& cell : row) {
-        text += cell;
+    text.reserve(2 * m_screen.width);
+    auto painted = m_screen.coloured ? row.painted.begin() : row.painted.end();
+    for (std::size_t at = 0; at < row.cells.size(); ++at) {
+        if (painted != row.painted.end() && painted->first == at) {
+            text.append("\x1b[").append(painted->colour).append("m");
+        }
+        text += row.cells[at];
+        if (painted != row.painted.end() && painted->last == at) {
+            text += "\x1b[0m";
+            ++painted;
+        }
     }
     return text.erase(text.find_last_not_of(' ') + 1) + '\n';
 }

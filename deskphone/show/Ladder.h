@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "scenario/Words.h"
 #include "show/Screen.h"
 #include "show/Show.h"
 
@@ -19,12 +20,21 @@ public:
     void add(const Step& step) override;
 
 private:
-    using Row = std::vector<std::string>;  // by column of the screen
+    struct Painted {
+        std::size_t first;
+        std::size_t last;
+        const char* colour;
+    };
+    struct Row {
+        Characters cells;  // by column of the screen
+        std::vector<Painted> painted = {};
+    };
 
     std::string drawn(const Happening& happening);
+    Row blankRow() const { return {Characters(m_screen.width, " ")}; }
     Row emptyRow() const;
-    void write(Row& row, std::size_t at, const Words& characters, const std::string& colour) const;
-    std::string written(Row row, std::size_t at, const std::string& text, const std::string& colour);
+    static void write(Row& row, std::size_t at, const Characters& characters, const char* colour);
+    std::string written(Row row, std::size_t at, const std::string& text, const char* colour);
     std::string finished(const Row& row);
 
     const Screen m_screen;

@@ -34,7 +34,7 @@ void Recorder::log(const char* component, const char* source, int level, int /*l
     const RecordThread thread = currentThread();
     const std::lock_guard<std::mutex> guard(m_lock);
     auto& records = m_records[thread];
-    if (m_reading != NOTHING && level >= LOG_LEVEL_TRACE) {
+    if (m_reading != Reading::NOTHING && level >= LOG_LEVEL_TRACE) {
         m_machineLog.read(component, text, thread, records);
     }
     if (level <= runtime::logLevel()) {
@@ -45,10 +45,10 @@ void Recorder::log(const char* component, const char* source, int level, int /*l
 Recorder::Reading Recorder::read(Reading reading)
 {
     const std::lock_guard<std::mutex> guard(m_lock);
-    runtime::setLogLevel(MachineLog::CONTROLLER, reading == LIST     ? LOG_LEVEL_DETAIL
-                                                 : reading == EVENTS ? LOG_LEVEL_TRACE
-                                                                     : 0);
-    runtime::setLogLevel(MachineLog::MACHINE, reading == NOTHING ? 0 : LOG_LEVEL_DETAIL);
+    runtime::setLogLevel(MachineLog::CONTROLLER, reading == Reading::LIST     ? LOG_LEVEL_DETAIL
+                                                 : reading == Reading::EVENTS ? LOG_LEVEL_TRACE
+                                                                              : 0);
+    runtime::setLogLevel(MachineLog::MACHINE, reading == Reading::NOTHING ? 0 : LOG_LEVEL_DETAIL);
     return std::exchange(m_reading, reading);
 }
 

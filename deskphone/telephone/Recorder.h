@@ -14,11 +14,11 @@ namespace deskphone {
 class Recorder : public runtime::LogSink {
 public:
     /// What is read of the lines' machines: nothing, their events, or also the controller's list of them.
-    enum Reading { NOTHING, EVENTS, LIST };
+    enum class Reading { NOTHING, EVENTS, LIST };
 
     Recorder() = default;
     /// Leaves the log as if nothing were read of it.
-    ~Recorder() override { read(NOTHING); }
+    ~Recorder() override { read(Reading::NOTHING); }
 
     void call(const char* name, List arguments);
     void log(const char* component, const char* source, int level, int line, const std::string& text) override;
@@ -40,7 +40,7 @@ public:
 private:
     std::mutex m_lock;  // guards all members
     Records m_records;
-    Reading m_reading = NOTHING;
+    Reading m_reading = Reading::NOTHING;
     MachineLog m_machineLog;
 };
 

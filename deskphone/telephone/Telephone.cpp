@@ -38,7 +38,7 @@ Telephone::Telephone(const Plugin& plugin, bool watchMachines)
                              {"MediaControlServiceIfc", &m_mediaControl},
                              {"LocalMgmtIfc", &m_management}})
 {
-    m_recorder.read(watchMachines ? Recorder::EVENTS : Recorder::NOTHING);
+    m_recorder.read(watchMachines ? Recorder::Reading::EVENTS : Recorder::Reading::NOTHING);
     runtime::setLogSink(&m_recorder);
     runtime::setCallControl(&m_callControl);
 }
@@ -101,7 +101,7 @@ Status Telephone::status()
 /// As the controller lists them, the service running. What was recorded and not taken is lost.
 std::vector<Machine> Telephone::machines()
 {
-    const Recorder::Reading before = m_recorder.read(Recorder::LIST);
+    const Recorder::Reading before = m_recorder.read(Recorder::Reading::LIST);
     controller()->dumpStateMachines();
     m_recorder.read(before);
     m_recorder.take();
