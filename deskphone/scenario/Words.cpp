@@ -164,8 +164,9 @@ Characters charactersOf(std::string_view text)
     Characters characters;
     characters.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = lengthOfCharacter(text, at);
-        if (length == 1 && isControl(text[at])) {
+        const bool ascii = (static_cast<unsigned char>(text[at]) & 0x80U) == 0;
+        const std::size_t length = ascii ? 1 : lengthOfCharacter(text, at);
+        if (ascii && isControl(text[at])) {
             for (const std::size_t index : visibleSigns(text[at])) {
                 characters.push_back(SIGNS.substr(index, 1));
             }
@@ -181,8 +182,9 @@ std::string shortened(std::string_view text, std::size_t length)
 {
     const Characters characters = charactersOf(text);
     std::string result;
+    result.reserve(text.size());
     for (std::size_t at = 0; at < std::min(length, characters.size()); ++at) {
-        result += at + 1 == length && characters.size() > length ? "…" : characters[at];
+        addCharacter(result, at + 1 == length && characters.size() > length ? "…" : characters[at]);
     }
     return result;
 }

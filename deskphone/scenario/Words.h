@@ -37,6 +37,11 @@ using Characters = std::vector<std::string_view>;
 /// replaced.
 Characters charactersOf(std::string_view text);
 Characters charactersOf(std::string&& text) = delete;
+/// Adds a character to a text. Most are of one byte, which is quicker added as such.
+inline void addCharacter(std::string& text, std::string_view character)
+{
+    character.size() == 1 ? text.push_back(character.front()) : static_cast<void>(text.append(character));
+}
 /// At most `length` characters, with … for what was cut.
 std::string shortened(std::string_view text, std::size_t length);
 /// The text in lines of at most `width` characters, broken behind a blank or a comma where there is one.

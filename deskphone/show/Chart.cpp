@@ -48,7 +48,7 @@ void addEncoded(std::string& text, std::string_view character)
     const auto first = static_cast<unsigned char>(character.front());
     if (character.size() == 1 &&
         (std::isalnum(first) != 0 || harmless.find(character.front()) != std::string_view::npos)) {
-        text += character;
+        text.push_back(character.front());
         return;
     }
     unsigned number = character.size() == 1 ? first : first & (0x7fU >> character.size());
@@ -207,11 +207,13 @@ std::string Chart::drawn() const
 
 void Chart::write()
 {
-    m_file.seekp(m_start);
+    std::string text;
     if (!m_title.empty()) {
-        m_file << m_title << m_firstStep << " to " << m_lastStep << "\n\n";
+        text = m_title + std::to_string(m_firstStep) + " to " + std::to_string(m_lastStep) + "\n\n";
     }
-    m_file << "```mermaid\n" << drawn() << "```\n" << (m_title.empty() ? "" : "\n") << std::flush;
+    text += "```mermaid\n" + drawn() + "```\n" + (m_title.empty() ? "" : "\n");
+    m_file.seekp(m_start);
+    m_file << text << std::flush;
     if (!m_file) {
         throw std::system_error(errno, std::generic_category(), m_name);
     }

@@ -126,7 +126,7 @@ std::string Ladder::finished(const Row& row)
         if (painted != row.painted.end() && painted->first == at) {
             text.append("\x1b[").append(painted->colour).append("m");
         }
-        text += row.cells[at];
+        addCharacter(text, row.cells[at]);
         if (painted != row.painted.end() && painted->last == at) {
             text += "\x1b[0m";
             ++painted;
