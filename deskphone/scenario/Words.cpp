@@ -20,6 +20,12 @@ bool isControl(char c)
     return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
 }
 
+/// Whether it is a character by itself that is drawn as it is, as most are.
+bool isPlain(char c)
+{
+    return c >= ' ' && c <= '~';
+}
+
 /// What a control character is made visible with, \xNN, and where the signs for it stand there.
 constexpr std::string_view SIGNS = "0123456789abcdef\\x";
 
@@ -164,9 +170,8 @@ Characters charactersOf(std::string_view text)
     Characters characters;
     characters.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
-        const bool ascii = (static_cast<unsigned char>(text[at]) & 0x80U) == 0;
-        const std::size_t length = ascii ? 1 : lengthOfCharacter(text, at);
-        if (ascii && isControl(text[at])) {
+        const std::size_t length = isPlain(text[at]) ? 1 : lengthOfCharacter(text, at);
+        if (isControl(text[at])) {
             for (const std::size_t index : visibleSigns(text[at])) {
                 characters.push_back(SIGNS.substr(index, 1));
             }
@@ -180,6 +185,9 @@ Characters charactersOf(std::string_view text)
 
 std::string shortened(std::string_view text, std::size_t length)
 {
+    if (text.size() <= length && std::all_of(text.begin(), text.end(), isPlain)) {
+        return std::string(text);
+    }
     const Characters characters = charactersOf(text);
     std::string result;
     result.reserve(text.size());
