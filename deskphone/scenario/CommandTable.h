@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "telephone/Party.h"
@@ -15,7 +16,7 @@ enum Needs { NOTHING, SERVICE, STOPPED_SERVICE, RUNNING_SERVICE };
 
 /// One row of the table of commands.
 struct Command {
-    const char* name;
+    std::string_view name;
     /// Performs the command with the words after its name, which are right. Throws what the telephone throws.
     Value (*perform)(Telephone& telephone, const Words& words);
     /// The places for words after the name, as help shows them: [what may be left out], what may come again..., this|or

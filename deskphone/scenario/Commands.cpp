@@ -121,7 +121,7 @@ const Place& Pattern::place(std::size_t index) const
 
 std::string usage(const Command& command)
 {
-    return *command.words == '\0' ? command.name : std::string(command.name) + ' ' + command.words;
+    return std::string(command.name) + (*command.words == '\0' ? "" : " ") + command.words;
 }
 
 const Command* findNamed(const std::string& name)
