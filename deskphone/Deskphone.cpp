@@ -58,10 +58,12 @@ std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone
 /// One telephone's life.
 class Run {
 public:
-    Run(const Plugin& plugin, int logLevel, const Shows& shows)
+    /// `toldOfSilence` is whether the user was told, in this run or an earlier one, that the machines are silent.
+    Run(const Plugin& plugin, int logLevel, const Shows& shows, bool& toldOfSilence)
         : m_telephone(plugin,
                       std::any_of(shows.begin(), shows.end(), [](const auto& show) { return show->showsMachines(); })),
-          m_shows(shows)
+          m_shows(shows),
+          m_toldOfSilence(toldOfSilence)
     {
         m_telephone.setLogLevel(logLevel);
     }
@@ -96,6 +98,7 @@ private:
                     show->add(step);
                 }
                 source.played(step);
+                tellOfSilence();
             } catch (const Mistake& mistake) {
                 if (!source.refused(mistake)) {
                     return false;
@@ -104,9 +107,19 @@ private:
         }
     }
 
+    void tellOfSilence()
+    {
+        if (!m_toldOfSilence && m_telephone.machinesAreSilent()) {
+            m_toldOfSilence = true;
+            std::cerr << "deskphone: the plug-in's log tells nothing of the lines' machines; what they do is not shown"
+                      << std::endl;
+        }
+    }
+
     Telephone m_telephone;
     Player m_player{m_telephone};
     const Shows& m_shows;
+    bool& m_toldOfSilence;
 };
 
 }  // namespace
@@ -119,8 +132,9 @@ int runDeskphone(const Options& options, const Plugin& plugin)
     }
     const Shows shows = showsFor(options);
     int status = 0;
+    bool toldOfSilence = false;
     for (const auto& scenarios : options.runs) {
-        status = std::max(status, Run(plugin, options.logLevel, shows).play(scenarios));
+        status = std::max(status, Run(plugin, options.logLevel, shows, toldOfSilence).play(scenarios));
     }
     if (status == 0) {
         for (const auto& show : shows) {

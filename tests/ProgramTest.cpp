@@ -126,4 +126,16 @@ TEST(Program, LoadsThePlugInThatIsNamed)
     EXPECT_THAT(run.output, HasSubstr("{\"step\":1,\"result\":\"disabled\"}"));
 }
 
+TEST(Program, SaysOnceWhenThePlugInsLogTellsNothingOfItsMachines)
+{
+    const TemporaryFile other(std::regex_replace(contentOf(PLUGIN_FILE), std::regex("ExecuteAction"), "PerformAction"));
+    const std::string calls = "LMSCreateSession sip:1 7\nLMSDestroySession 1\nLMSCreateSession sip:1 8\n";
+    const Played run = deskphone("--plugin " + other.name(), calls);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors,
+              "deskphone: the plug-in's log tells nothing of the lines' machines; what they do is not shown\n");
+    EXPECT_EQ(deskphone("--json --plugin " + other.name(), calls).errors, "");
+    EXPECT_EQ(deskphone("", calls).errors, "");
+}
+
 }  // namespace
