@@ -43,6 +43,7 @@ std::vector<std::vector<std::string>> runsOf(const std::vector<std::string>& sce
     }
     // Each as if it were alone, so that any set can be asked about.
     std::vector<std::vector<std::string>> runs;
+    runs.reserve(scenarios.size());
     for (const std::string& scenario : scenarios) {
         runs.push_back({scenario});
     }

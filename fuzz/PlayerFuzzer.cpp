@@ -17,7 +17,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     forgetWorker();
     Telephone telephone({createMediaRecordingService, createMediaRecordingServiceInvoker}, true);
-    Telephone::setLogLevel(0);
     Player player(telephone);
     std::ostringstream output;
     const Screen screen{output, true, 100};

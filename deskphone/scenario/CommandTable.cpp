@@ -11,14 +11,15 @@ namespace deskphone {
 
 namespace {
 
-/// The argument that the word stands for. A word left out stands for what is empty: "", 0, false.
+/// The argument that the word stands for, or all the words. A word left out stands for what is empty: "", 0, false.
 template <typename Type>
 Type argument(const Words& words, std::size_t index)
 {
-    if (index >= words.size()) {
+    if constexpr (std::is_same_v<Type, Words>) {
+        return words;
+    } else if (index >= words.size()) {
         return Type{};
-    }
-    if constexpr (std::is_same_v<Type, std::string>) {
+    } else if constexpr (std::is_same_v<Type, std::string>) {
         return words[index];
     } else if constexpr (std::is_same_v<Type, bool>) {
         return words[index] == "true";
@@ -29,11 +30,13 @@ Type argument(const Words& words, std::size_t index)
     }
 }
 
-/// The object of the system that performs the operations of Class, null when there is none.
+/// The telephone, or the object of the system that performs the operations of Class; null when there is none.
 template <typename Class>
 Class* performer(Telephone& telephone)
 {
-    if constexpr (std::is_same_v<Class, MediaRecordingService>) {
+    if constexpr (std::is_same_v<Class, Telephone>) {
+        return &telephone;
+    } else if constexpr (std::is_same_v<Class, MediaRecordingService>) {
         return telephone.service();
     } else if constexpr (std::is_same_v<Class, RecordingConfigManager>) {
         return telephone.store();
@@ -67,51 +70,16 @@ Value perform(Result (Class::*operation)(Parameters...), Telephone& telephone, [
     }
 }
 
-/// A command that is one operation of the system with the words as its arguments.
+/// A command that is one operation with the words as its arguments.
 template <auto Operation>
 Value operation(Telephone& telephone, const Words& words)
 {
     return perform(Operation, telephone, words, std::make_index_sequence<numberOfParameters(Operation)>());
 }
 
-/// A command that is an operation of the telephone on all of the words.
-template <Value (Telephone::*Operation)(const Words&)>
-Value onWords(Telephone& telephone, const Words& words)
-{
-    return (telephone.*Operation)(words);
-}
-
-Value machineState(Telephone& telephone, const Words& words)
-{
-    return telephone.machineState(words[0]);
-}
-
-Value createSession(Telephone& telephone, const Words& words)
-{
-    return telephone.createSession(words[0], argument<int>(words, 1));
-}
-
-Value reset(Telephone& telephone, const Words& /*words*/)
-{
-    telephone.resetLookUps();
-    return {};
-}
-
 Value start(Telephone& telephone, const Words& words)
 {
     telephone.start(words != Words{"no-store"});
-    return {};
-}
-
-Value stop(Telephone& telephone, const Words& /*words*/)
-{
-    telephone.stop();
-    return {};
-}
-
-Value setLogLevel(Telephone& telephone, const Words& words)
-{
-    telephone.setLogLevel(argument<int>(words, 0));
     return {};
 }
 
@@ -154,62 +122,62 @@ const std::vector<Command>& commands()
     // clang-format off
 #define OPERATION(Class, name) #name, operation<&Class::name>
     static const std::vector<Command> table{
-        {OPERATION(Service, activateRecording),                     "LINE",                                "the user starts recording"},
-        {OPERATION(Service, deactivateRecording),                   "LINE",                                "the user stops recording"},
-        {OPERATION(Service, setOriginatingLine),                    "LINE",                                "the line to select when another is released",         FRAMEWORK},
-        {OPERATION(Service, setLineStatus),                         "LINE STATE [CALLID=0 [REMOTE=\"\"]]", "1 or 5 releases the line, 11 or 16 selects it",       FRAMEWORK},
-        {OPERATION(Service, featureKeyDefinitionChanged),           "INDEX FUNCTION [FLAG=false]",         "a key's function; 56 is call recording",              FRAMEWORK},
-        {"dataChangedEvent", onWords<&Telephone::dataChangedEvent>, "ID VALUE [ID VALUE]...",              "the management system reports changed values",        MANAGEMENT},
-        {OPERATION(Service, getCallRecordingOn),                    "LINE",                                "whether recording is on for a line"},
-        {OPERATION(Service, getSelectedLineRecordingOn),            "",                                    "whether recording is on for the selected line"},
-        {OPERATION(Service, getRecordingActive),                    "",                                    "the line activation last set"},
-        {OPERATION(Service, getRecordingMode),                      "",                                    "the mode in force"},
-        {OPERATION(Service, getRecorderAddress),                    "",                                    "the recorder's address in force"},
-        {OPERATION(Service, getRecordingAudibleNotification),       "",                                    "the audible notification in force"},
-        {OPERATION(Service, getRecordingModeConfig),                "",                                    "the mode that is set"},
-        {OPERATION(Service, getRecorderAddressConfig),              "",                                    "the recorder's address that is set"},
-        {OPERATION(Service, getRecordingAudibleNotificationConfig), "",                                    "the audible notification that is set"},
-        {OPERATION(Service, setRecordingModeConfig),                "VALUE",                               "sets disabled, manual, autostart or allcalls"},
-        {OPERATION(Service, setRecorderAddressConfig),              "VALUE",                               "sets where recordings go"},
-        {OPERATION(Service, setRecordingAudibleNotificationConfig), "VALUE",                               "sets the audible notification"},
+        {OPERATION(Service, activateRecording),                           "LINE",                                "the user starts recording"},
+        {OPERATION(Service, deactivateRecording),                         "LINE",                                "the user stops recording"},
+        {OPERATION(Service, setOriginatingLine),                          "LINE",                                "the line to select when another is released",         FRAMEWORK},
+        {OPERATION(Service, setLineStatus),                               "LINE STATE [CALLID=0 [REMOTE=\"\"]]", "1 or 5 releases the line, 11 or 16 selects it",       FRAMEWORK},
+        {OPERATION(Service, featureKeyDefinitionChanged),                 "INDEX FUNCTION [FLAG=false]",         "a key's function; 56 is call recording",              FRAMEWORK},
+        {OPERATION(Telephone, dataChangedEvent),                          "ID VALUE [ID VALUE]...",              "the management system reports changed values",        MANAGEMENT},
+        {OPERATION(Service, getCallRecordingOn),                          "LINE",                                "whether recording is on for a line"},
+        {OPERATION(Service, getSelectedLineRecordingOn),                  "",                                    "whether recording is on for the selected line"},
+        {OPERATION(Service, getRecordingActive),                          "",                                    "the line activation last set"},
+        {OPERATION(Service, getRecordingMode),                            "",                                    "the mode in force"},
+        {OPERATION(Service, getRecorderAddress),                          "",                                    "the recorder's address in force"},
+        {OPERATION(Service, getRecordingAudibleNotification),             "",                                    "the audible notification in force"},
+        {OPERATION(Service, getRecordingModeConfig),                      "",                                    "the mode that is set"},
+        {OPERATION(Service, getRecorderAddressConfig),                    "",                                    "the recorder's address that is set"},
+        {OPERATION(Service, getRecordingAudibleNotificationConfig),       "",                                    "the audible notification that is set"},
+        {OPERATION(Service, setRecordingModeConfig),                      "VALUE",                               "sets disabled, manual, autostart or allcalls"},
+        {OPERATION(Service, setRecorderAddressConfig),                    "VALUE",                               "sets where recordings go"},
+        {OPERATION(Service, setRecordingAudibleNotificationConfig),       "VALUE",                               "sets the audible notification"},
 
-        {"getData", onWords<&Telephone::getData>,                   "TAG...",                              "the management system reads values",                  MANAGEMENT},
-        {"setData", onWords<&Telephone::setData>,                   "TAG VALUE [TAG VALUE]...",            "the management system writes values",                 MANAGEMENT},
-        {OPERATION(Store, getDataItem),                             "ITEM",                                "a data item of the store"},
-        {OPERATION(Store, setDataItem),                             "ITEM VALUE",                          "writes a data item of the store"},
-        {OPERATION(Store, getRecordingActivation),                  "LINE",                                "a line's activation in the store"},
-        {OPERATION(Store, setRecordingActivation),                  "LINE BOOL",                           "writes a line's activation in the store"},
-        {OPERATION(Store, eventRecordingStarted),                   "LINE",                                "tells the store that a line records"},
-        {OPERATION(Store, eventRecordingStopped),                   "LINE",                                "tells the store that a line records no more"},
-        {OPERATION(Store, resynchronizeDataSets),                   "",                                    "puts the settings into force"},
+        {OPERATION(Telephone, getData),                                   "TAG...",                              "the management system reads values",                  MANAGEMENT},
+        {OPERATION(Telephone, setData),                                   "TAG VALUE [TAG VALUE]...",            "the management system writes values",                 MANAGEMENT},
+        {OPERATION(Store, getDataItem),                                   "ITEM",                                "a data item of the store"},
+        {OPERATION(Store, setDataItem),                                   "ITEM VALUE",                          "writes a data item of the store"},
+        {OPERATION(Store, getRecordingActivation),                        "LINE",                                "a line's activation in the store"},
+        {OPERATION(Store, setRecordingActivation),                        "LINE BOOL",                           "writes a line's activation in the store"},
+        {OPERATION(Store, eventRecordingStarted),                         "LINE",                                "tells the store that a line records"},
+        {OPERATION(Store, eventRecordingStopped),                         "LINE",                                "tells the store that a line records no more"},
+        {OPERATION(Store, resynchronizeDataSets),                         "",                                    "puts the settings into force"},
 
-        {OPERATION(Controller, getSelectedLine),                    "",                                    "the line that the lamp tells about"},
-        {OPERATION(Controller, isInCall),                           "LINE",                                "whether a line has a recording session"},
-        {OPERATION(Controller, getCallRecordingActivated),          "LINE",                                "a line's activation"},
-        {OPERATION(Controller, getCallRecordingAutostarts),         "LINE",                                "whether a new session records by itself"},
-        {OPERATION(Controller, getCallRecordingUserControllable),   "LINE",                                "whether the user may start and stop recording"},
-        {OPERATION(Controller, setCallRecMode),                     "MODE",                                "tells the controller of a new mode"},
-        {OPERATION(Controller, dumpStateMachines),                  "",                                    "logs the lines' machines at level 6"},
-        {"getRecordingStateMachineCreateNewIfNeeded", machineState, "LINE",                                "the state of the line's machine"},
+        {OPERATION(Controller, getSelectedLine),                          "",                                    "the line that the lamp tells about"},
+        {OPERATION(Controller, isInCall),                                 "LINE",                                "whether a line has a recording session"},
+        {OPERATION(Controller, getCallRecordingActivated),                "LINE",                                "a line's activation"},
+        {OPERATION(Controller, getCallRecordingAutostarts),               "LINE",                                "whether a new session records by itself"},
+        {OPERATION(Controller, getCallRecordingUserControllable),         "LINE",                                "whether the user may start and stop recording"},
+        {OPERATION(Controller, setCallRecMode),                           "MODE",                                "tells the controller of a new mode"},
+        {OPERATION(Controller, dumpStateMachines),                        "",                                    "logs the lines' machines at level 6"},
+        {OPERATION(Telephone, getRecordingStateMachineCreateNewIfNeeded), "LINE",                                "the state of the line's machine"},
 
-        {"LMSCreateSession", createSession,                         "LINE CALLID",                         "call control sets up a recording session",            CALL_CONTROL, SERVICE, "H"},
-        {OPERATION(Observer, LMSDestroySession),                    "H",                                   "the session ends",                                    CALL_CONTROL},
-        {OPERATION(Observer, LMSEventAttached),                     "H MEDIA CALLID",                      "the session is attached to its call",                 CALL_CONTROL},
-        {OPERATION(Observer, LMSEventStreaming),                    "H MEDIA CALLID",                      "the session streams",                                 CALL_CONTROL},
-        {OPERATION(Observer, LMSEventNotStreaming),                 "H",                                   "the session streams no more",                         CALL_CONTROL},
-        {OPERATION(Observer, LMSEventErrorStatus),                  "H CODE",                              "the session has failed",                              CALL_CONTROL},
+        {"LMSCreateSession", operation<&Telephone::createSession>,        "LINE CALLID",                         "call control sets up a recording session",            CALL_CONTROL, SERVICE, "H"},
+        {OPERATION(Observer, LMSDestroySession),                          "H",                                   "the session ends",                                    CALL_CONTROL},
+        {OPERATION(Observer, LMSEventAttached),                           "H MEDIA CALLID",                      "the session is attached to its call",                 CALL_CONTROL},
+        {OPERATION(Observer, LMSEventStreaming),                          "H MEDIA CALLID",                      "the session streams",                                 CALL_CONTROL},
+        {OPERATION(Observer, LMSEventNotStreaming),                       "H",                                   "the session streams no more",                         CALL_CONTROL},
+        {OPERATION(Observer, LMSEventErrorStatus),                        "H CODE",                              "the session has failed",                              CALL_CONTROL},
 
-        {"handleMessage", handleMessage,                            "TEXT [service|none|wrong]",           "a text message, with this executable"},
-        {"reset", reset,                                            "",                                    "forgets the services looked up",                      FRAMEWORK, NOTHING},
-        {"start", start,                                            "[store|no-store]",                    "makes the service and initialises it",                FRAMEWORK, STOPPED_SERVICE},
-        {"stop", stop,                                              "",                                    "destroys the service",                                FRAMEWORK, RUNNING_SERVICE},
+        {"handleMessage", handleMessage,                                  "TEXT [service|none|wrong]",           "a text message, with this executable"},
+        {"reset", operation<&Telephone::resetLookUps>,                    "",                                    "forgets the services looked up",                      FRAMEWORK, NOTHING},
+        {"start", start,                                                  "[store|no-store]",                    "makes the service and initialises it",                FRAMEWORK, STOPPED_SERVICE},
+        {OPERATION(Telephone, stop),                                      "",                                    "destroys the service",                                FRAMEWORK, RUNNING_SERVICE},
 
-        {"log", setLogLevel,                                        "LEVEL",                               "logging is on up to this level",                      NOBODY, NOTHING},
-        {"missing", lookUp<ServiceContext::MISSING>,                "NAME",                                "the look-up finds nothing",                           NOBODY, NOTHING},
-        {"wrong", lookUp<ServiceContext::WRONG>,                    "NAME",                                "the look-up finds a service of another type",         NOBODY, NOTHING},
-        {"present", lookUp<ServiceContext::PRESENT>,                "NAME",                                "the look-up finds the service",                       NOBODY, NOTHING},
-        {"refuse", accept<false>,                                   "publish|direction",                   "published records or direction changes are refused",  NOBODY, NOTHING},
-        {"accept", accept<true>,                                    "publish|direction",                   "published records or direction changes are accepted", NOBODY, NOTHING},
+        {"log", operation<&Telephone::setLogLevel>,                       "LEVEL",                               "logging is on up to this level",                      NOBODY, NOTHING},
+        {"missing", lookUp<ServiceContext::MISSING>,                      "NAME",                                "the look-up finds nothing",                           NOBODY, NOTHING},
+        {"wrong", lookUp<ServiceContext::WRONG>,                          "NAME",                                "the look-up finds a service of another type",         NOBODY, NOTHING},
+        {"present", lookUp<ServiceContext::PRESENT>,                      "NAME",                                "the look-up finds the service",                       NOBODY, NOTHING},
+        {"refuse", accept<false>,                                         "publish|direction",                   "published records or direction changes are refused",  NOBODY, NOTHING},
+        {"accept", accept<true>,                                          "publish|direction",                   "published records or direction changes are accepted", NOBODY, NOTHING},
     };
 #undef OPERATION
     // clang-format on

@@ -142,7 +142,7 @@ Value Telephone::setData(const Words& record)
     return store() == nullptr ? Value() : store()->setData(pairs);
 }
 
-Value Telephone::machineState(const std::string& line)
+Value Telephone::getRecordingStateMachineCreateNewIfNeeded(const std::string& line)
 {
     RecordingStateMachine* const machine =
         running() ? controller()->getRecordingStateMachineCreateNewIfNeeded(line) : nullptr;

@@ -60,8 +60,8 @@ public:
     Value dataChangedEvent(const Words& record);
     Value getData(const Words& tags);
     Value setData(const Words& record);
-    /// The state of the line's machine, which is made if needed.
-    Value machineState(const std::string& line);
+    /// Answers the state of the machine.
+    Value getRecordingStateMachineCreateNewIfNeeded(const std::string& line);
     Value createSession(const std::string& line, int callID);
     void resetLookUps();
 
@@ -75,7 +75,7 @@ public:
     /// As last set; stays when the service stops.
     bool lampOn() const { return m_keysAndLamps.lampOn(); }
     /// The log is recorded up to this level; it stays when the telephone goes.
-    static void setLogLevel(int level);
+    void setLogLevel(int level);
 
     ServiceContext& context() { return m_context; }
     Management& management() { return m_management; }
