@@ -112,6 +112,8 @@ TEST_F(MachineLogTest, TakesNoLineFromAnOtherThreadOrAnEarlierOperation)
     controllerLogs("activateRecording(lineURI=one)");
     controllerLogs("LMSEventAttached(recordingSessionHandle=1, mediaSessionHandle=1, recordedCallID=1)");
     machineIsActivated("0x4");
+    EXPECT_THAT(lines(), ElementsAre("", ""));
+    EXPECT_THAT(lines(DISPATCHER), ElementsAre(""));
     EXPECT_TRUE(log.missesLines());
 
     controllerLogs(

@@ -126,16 +126,33 @@ TEST(Program, LoadsThePlugInThatIsNamed)
     EXPECT_THAT(run.output, HasSubstr("{\"step\":1,\"result\":\"disabled\"}"));
 }
 
+/// The plug-in with other words, as long as the ones that they replace, in its log.
+std::string plugInThatLogs(const std::string& words, const std::string& insteadOf)
+{
+    return std::regex_replace(contentOf(PLUGIN_FILE), std::regex(insteadOf), words);
+}
+
 TEST(Program, SaysOnceWhenThePlugInsLogTellsNothingOfItsMachines)
 {
-    const TemporaryFile other(std::regex_replace(contentOf(PLUGIN_FILE), std::regex("ExecuteAction"), "PerformAction"));
+    const TemporaryFile plugIn(plugInThatLogs("PerformAction", "ExecuteAction"));
     const std::string calls = "LMSCreateSession sip:1 7\nLMSDestroySession 1\nLMSCreateSession sip:1 8\n";
-    const Played run = deskphone("--plugin " + other.name(), calls);
+    const Played run = deskphone("--plugin " + plugIn.name(), calls);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.errors,
               "deskphone: the plug-in's log tells nothing of the lines' machines; what they do is not shown\n");
-    EXPECT_EQ(deskphone("--json --plugin " + other.name(), calls).errors, "");
+    EXPECT_EQ(deskphone("--json --plugin " + plugIn.name(), calls).errors, "");
     EXPECT_EQ(deskphone("", calls).errors, "");
+}
+
+TEST(Program, AsksForTheMachinesWhenNoOperationTellsTheLineAndLeavesNoTrace)
+{
+    const TemporaryFile plugIn(plugInThatLogs("LMSMakeSession__", "LMSCreateSession"));
+    const auto played = [](const std::string& options) {
+        const Played run = deskphone("--log 5" + options, "LMSCreateSession sip:1 7\nLMSCreateSession sip:2 8\n");
+        return withoutAddresses(std::regex_replace(run.output, std::regex("LMSMakeSession__"), "LMSCreateSession"));
+    };
+    EXPECT_THAT(played(""), HasSubstr("caller      state     sip:2: IDLE → IN_CALL (IN_CALL)\n"));
+    EXPECT_EQ(played(" --plugin " + plugIn.name()), played(""));
 }
 
 }  // namespace
