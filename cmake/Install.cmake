@@ -9,12 +9,12 @@ if(MRS_ON_WORKSTATION)
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
     list(APPEND installed runtime)
+    install(DIRECTORY platform/ DESTINATION ${header_dir}/platform)
     install(DIRECTORY runtime/ DESTINATION ${header_dir}/runtime FILES_MATCHING PATTERN "*.h")
 endif()
 
 install(TARGETS ${installed} EXPORT MediaRecordingServiceTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/ DESTINATION ${header_dir})
-install(DIRECTORY platform/ DESTINATION ${header_dir}/platform)
 install(EXPORT MediaRecordingServiceTargets NAMESPACE MediaRecordingService:: DESTINATION ${package_dir})
 
 configure_package_config_file(cmake/MediaRecordingServiceConfig.cmake.in
