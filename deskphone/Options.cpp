@@ -61,15 +61,17 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         "deskphone");
     app.set_version_flag("--version", "deskphone " DESKPHONE_VERSION);
     const std::vector<std::pair<CLI::Option*, Form>> forms = {
-        {app.add_flag("--json", "Print one JSON object a line"), Form::JSON},
-        {app.add_flag("--ladder", "Draw arrows between the telephone's services, as wide as the terminal"),
+        {app.add_flag("--json")->description("Print one JSON object a line"), Form::JSON},
+        {app.add_flag("--ladder")->description("Draw arrows between the telephone's services, as wide as the terminal"),
          Form::LADDER},
-        {app.add_flag("--statechart",
-                      "Print the state machine as Mermaid, with how often the SCENARIOs, if any, made each transition"),
+        {app.add_flag("--statechart")
+             ->description(
+                 "Print the state machine as Mermaid, with how often the SCENARIOs, if any, made each transition"),
          Form::STATE_CHART},
-        {app.add_flag("--coverage",
-                      "Print which transitions and actions of the state machine the SCENARIOs reached, each played on "
-                      "a telephone of its own"),
+        {app.add_flag("--coverage")
+             ->description(
+                 "Print which transitions and actions of the state machine the SCENARIOs reached, each played on "
+                 "a telephone of its own"),
          Form::COVERAGE},
     };
     for (const auto& one : forms) {

@@ -157,7 +157,7 @@ void RecordingStateMachine::EVT_line_deselected()
 
 void RecordingStateMachine::handleEvent(int event)
 {
-    contained(COMPONENT, SOURCE, eventNames[event], [=] {
+    contained(COMPONENT, SOURCE, eventNames[event], [this, event] {
         const Action action = ExecuteAction(event);
         (this->*action)(event);
     });
