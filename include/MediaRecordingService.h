@@ -30,8 +30,8 @@ extern "C" MRS_EXPORT MediaRecordingService* createMediaRecordingService();
 class MRS_EXPORT MediaRecordingService {
 public:
     MediaRecordingService();
-    /// Call control may still be delivering events that were posted before; it must post no more once the destructor
-    /// has begun.
+    /// Call control stops calling the observer before the destructor begins; events that it posted before may still be
+    /// under way.
     virtual ~MediaRecordingService();
     MediaRecordingService(const MediaRecordingService&) = delete;
     MediaRecordingService& operator=(const MediaRecordingService&) = delete;
