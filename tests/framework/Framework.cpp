@@ -1,12 +1,9 @@
 #include <chrono>
-#include <cstdarg>
-#include <cstdio>
 #include <deque>
 #include <thread>
 
 #include "CriticalSection.h"
 #include "InvokerResponse.h"
-#include "Logging.h"
 #include "ManageableData.h"
 #include "Semaphore.h"
 #include "Threader.h"
@@ -118,18 +115,3 @@ void InvokerResponse::finish()
 }
 
 InvokerResponse::~InvokerResponse() = default;
-
-bool loggingOnApp(const char*, int level)
-{
-    return level <= LOG_LEVEL_ERROR;
-}
-
-void logApp(const char* component, const char*, int, int, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    std::fprintf(stderr, "%s: ", component);
-    std::vfprintf(stderr, format, arguments);
-    std::fputc('\n', stderr);
-    va_end(arguments);
-}

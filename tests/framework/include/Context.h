@@ -11,12 +11,6 @@ public:
     virtual ~SvcRTEContext() = default;
 };
 
-class Runtime {
-public:
-    virtual ~Runtime() = default;
-
-protected:
+class Context : public SvcRTEContext {
     std::string m_release;
 };
-
-class Context : public Runtime, public SvcRTEContext {};
