@@ -5,28 +5,19 @@
 #include <mutex>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "CSfi.h"
 #include "CallControl.h"
 #include "CommunicationsServiceEventIfc.h"
 #include "Context.h"
 #include "Executable.h"
-#include "InvokerResponse.h"
 #include "LMSEventObserverIfc.h"
 #include "LocalMgmtIfc.h"
-#include "ManageableData.h"
 #include "MediaControlServiceIfc.h"
 #include "MediaRecordingHelper.h"
 #include "MediaRecordingService.h"
-#include "MediaRecordingServiceIfc.h"
-#include "MediaRecordingServiceInvoker.h"
-#include "MgmtAgentIfc.h"
 #include "PhysicalInterfaceServiceIfc.h"
 #include "SfiRecordingController.h"
-#include "communicationsServiceTexts.h"
-
-namespace {
 
 /// What the plug-in has done. It calls on several threads.
 class Done {
@@ -38,120 +29,75 @@ public:
         m_done.insert(what);
         m_changed.notify_all();
     }
-
-    /// Returns once it was done, and takes it away.
     void await(const std::string& what)
     {
         std::unique_lock<std::mutex> guard(m_lock);
         m_changed.wait(guard, [&] { return m_done.count(what) > 0; });
-        m_done.erase(m_done.find(what));
     }
 
 private:
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::multiset<std::string> m_done;
-} done;
+    std::set<std::string> m_done;
+};
 
-/// Call control: where the plug-in attaches recordings, and where session events come from.
-struct CallControl : CSfi, SfiRecordingController {
-    void attachRecSession(int mrsId, const std::string& recUri) override
-    {
-        done.add("attach " + std::to_string(mrsId) + " " + recUri);
-    }
-    void detachRecSession(int mrsID) override { done.add("detach " + std::to_string(mrsID)); }
+/// All services around the plug-in in one.
+struct Telephone : Done,
+                   Context,
+                   Executable,
+                   CSfi,
+                   SfiRecordingController,
+                   LocalMgmtIfc,
+                   PhysicalInterfaceServiceIfc,
+                   MediaControlServiceIfc,
+                   CommunicationsServiceEventIfc {
+    Executable* getService(const std::string&) override { return this; }
+    void attachRecSession(int id, const std::string& uri) override { add("attach " + std::to_string(id) + " " + uri); }
+    void detachRecSession(int id) override { add("detach " + std::to_string(id)); }
     void registerLMSEventObserver(LMSEventObserverIfc* registered) override { observer = registered; }
     SfiRecordingController* getSfiRecordingController() override { return this; }
-    void setCallRecMode(std::string mode) override { done.add("mode " + mode); }
+    void setCallRecMode(std::string mode) override { add("mode " + mode); }
+    int subscribeData(std::list<std::string>&, MgmtAgentIfc*) override { return 1; }
+    int publishData(ManageableData&) override { return 1; }
+    void setFPKLamp(PhysDefs::keyFunctionType, PhysDefs::lampStateType state, int, int) override
+    {
+        add("lamp " + std::to_string(state));
+    }
+    bool setDirection(int media, int, MediaDirection direction) override
+    {
+        add("direction " + std::to_string(media) + " " + std::to_string(direction));
+        return true;
+    }
+    void callRecordingStatus(const std::string& line, int call, const std::string& status) override
+    {
+        add("status " + line + " " + std::to_string(call) + " " + status);
+    }
 
     LMSEventObserverIfc* observer = nullptr;
 };
 
-/// The telephone's other services, all in one.
-struct Services : Executable,
-                  LocalMgmtIfc,
-                  PhysicalInterfaceServiceIfc,
-                  MediaControlServiceIfc,
-                  CommunicationsServiceEventIfc {
-    int subscribeData(std::list<std::string>&, MgmtAgentIfc*) override { return 1; }
-    int publishData(ManageableData& record) override
-    {
-        std::vector<std::string> tags;
-        record.getRootIds(tags);
-        for (const std::string& tag : tags) {
-            std::string value;
-            record.interogate(tag, tag, value);
-            done.add(tag + " " + value);
-        }
-        return 1;
-    }
-    void setFPKLamp(PhysDefs::keyFunctionType, PhysDefs::lampStateType state, int, int) override
-    {
-        done.add(state == PhysDefs::LAMP_ON ? "lamp on" : "lamp off");
-    }
-    bool setDirection(int mediaSessionHandle, int, MediaDirection direction) override
-    {
-        done.add("direction " + std::to_string(mediaSessionHandle) + " " + std::to_string(direction));
-        return true;
-    }
-    void callRecordingStatus(const std::string& lineURI, int callID, const std::string& status) override
-    {
-        done.add("status " + lineURI + " " + std::to_string(callID) + " " + status);
-    }
-};
-
-struct ServiceContext : Context {
-    Executable* getService(const std::string&) override { return &services; }
-
-    Services services;
-};
-
-/// The framework's executable for the service: text messages reach the service through it.
-struct ServiceExecutable : Executable, MediaRecordingServiceIfc {
-    void activateRecording(const std::string& lineURI) override { service->activateRecording(lineURI); }
-    void deactivateRecording(const std::string& lineURI) override { service->deactivateRecording(lineURI); }
-
-    const std::unique_ptr<MediaRecordingService> service{createMediaRecordingService()};
-};
-
-struct Response : InvokerResponse {
-    void finish() override { done.add(m_text); }
-};
-
-}  // namespace
-
 int main()
 {
-    CallControl callControl;
-    runtime::setCallControl(&callControl);
-    ServiceContext context;
-    MgmtAgentIfc agent;
-    {
-        ServiceExecutable executable;
-        MediaRecordingService& service = *executable.service;
-        service.init(context, &executable, &agent);
-        std::string unused;
-        service.setRecorderAddressConfig("sip:recorder@office", unused);
-        service.setRecordingModeConfig("manual", unused);
+    Telephone telephone;
+    runtime::setCallControl(&telephone);
+    std::unique_ptr<MediaRecordingService> service(createMediaRecordingService());
+    service->init(telephone, nullptr, nullptr);
+    std::string unused;
+    service->setRecorderAddressConfig("sip:recorder@office", unused);
+    service->setRecordingModeConfig("allcalls", unused);
 
-        const std::unique_ptr<Invoker> invoker(createMediaRecordingServiceInvoker());
-        const std::string message = "activateRecording:14:sip:100@office";
-        Response response;
-        invoker->handleMessage(&executable, message.c_str(), static_cast<int>(message.size()), &response);
-        done.await("activateRecordingReturn:");
-        done.await("lamp on");
+    const int session = telephone.observer->LMSCreateSession("sip:100@office", 7);
+    telephone.await("lamp 3");
+    telephone.await("attach " + std::to_string(session) + " sip:recorder@office");
+    telephone.observer->LMSEventAttached(session, 12, 7);
+    telephone.await("direction 12 3");
+    telephone.await("status sip:100@office 7 content_callrecording_OnFirstTime");
+    telephone.observer->LMSDestroySession(session);
+    telephone.await("status sip:100@office 7 content_feature_off");
+    telephone.await("detach " + std::to_string(session));
 
-        LMSEventObserverIfc& mediaServer = *callControl.observer;
-        const int session = mediaServer.LMSCreateSession("sip:100@office", 7);
-        done.await("attach " + std::to_string(session) + " sip:recorder@office");
-        mediaServer.LMSEventAttached(session, 12, 7);
-        done.await("direction 12 3");
-        done.await("status sip:100@office 7 " + communicationsServiceTexts::content_callrecording_OnFirstTime);
-        mediaServer.LMSDestroySession(session);
-        done.await("detach " + std::to_string(session));
-        done.await("status sip:100@office 7 " + communicationsServiceTexts::content_feature_off);
-        done.await("lamp off");
-    }
+    telephone.observer = nullptr;
+    service.reset();
     MediaRecordingHelper::reset();
     runtime::setCallControl(nullptr);
 }
