@@ -44,6 +44,8 @@ public:
     void terminate();
 
 private:
+    friend struct WorkerAccess;
+
     explicit AsynchronousEventThread(CSfi* csfi);
     RecordQueueView<AsynchronousEventData> queue();
     void perform(const AsynchronousEventData& data);
