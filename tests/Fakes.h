@@ -1,8 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <atomic>
 #include <functional>
 #include <list>
 #include <map>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "CSfi.h"
+#include "CallControl.h"
 #include "CommunicationsServiceEventIfc.h"
 #include "Context.h"
 #include "Executable.h"
@@ -21,9 +21,13 @@
 #include "LogSink.h"
 #include "ManagementRecord.h"
 #include "MediaControlServiceIfc.h"
+#include "MediaRecordingHelper.h"
 #include "PhysicalInterfaceServiceIfc.h"
+#include "RecordingConfigManager.h"
 #include "RecordingEventLayer.h"
+#include "Semaphore.h"
 #include "SfiRecordingController.h"
+#include "WorkerAccess.h"
 
 using Lines = std::vector<std::string>;
 
@@ -86,7 +90,7 @@ public:
     void log(const char* component, const char* source, int level, int, const std::string& text) override
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        m_sources.push_back(source);
+        lastSource = source;
         m_lines.push_back(std::to_string(level) + " " + component + ": " + text);
     }
 
@@ -95,22 +99,23 @@ public:
         const std::lock_guard<std::mutex> guard(m_lock);
         return std::exchange(m_lines, {});
     }
-    Lines sources()
-    {
-        const std::lock_guard<std::mutex> guard(m_lock);
-        return m_sources;
-    }
+
+    std::string lastSource;
 
 private:
     std::mutex m_lock;
     Lines m_lines;
-    Lines m_sources;
+};
+
+struct Fake {
+    explicit Fake(Journal& events) : journal(events) {}
+
+    Journal& journal;
 };
 
 /// The outward interface of the recording core, written down.
-struct FakeEventLayer : RecordingEventLayer {
-    explicit FakeEventLayer(Journal& events) : journal(events) {}
-
+struct FakeEventLayer : Fake, RecordingEventLayer {
+    using Fake::Fake;
     bool setDirection(int handle, MediaControlServiceIfc::MediaDirection direction) override
     {
         journal.call("setDirection", handle, static_cast<int>(direction));
@@ -120,25 +125,16 @@ struct FakeEventLayer : RecordingEventLayer {
     {
         journal.call("status", line, callID, status);
     }
-    void updateCallRecordingFPKLamp() override
-    {
-        journal.call("lamp");
-        if (onLamp) {
-            onLamp();
-        }
-    }
+    void updateCallRecordingFPKLamp() override { journal.call("lamp"); }
     void callAttachSession(int mrsID, const std::string& address) override { journal.call("attach", mrsID, address); }
     void callDetachSession(int mrsID) override { journal.call("detach", mrsID); }
     void setCallRecMode(const std::string& mode) override { journal.call("mode", mode); }
 
-    Journal& journal;
     bool directionAnswer = true;
-    std::function<void()> onLamp;
 };
 
-struct FakeManagement : Executable, LocalMgmtIfc {
-    explicit FakeManagement(Journal& events) : journal(events) {}
-
+struct FakeManagement : Fake, Executable, LocalMgmtIfc {
+    using Fake::Fake;
     int subscribeData(std::list<std::string>& tags, MgmtAgentIfc* subscriber) override
     {
         agent = subscriber;
@@ -153,6 +149,12 @@ struct FakeManagement : Executable, LocalMgmtIfc {
     {
         for (const auto& entry : runtime::ManagementRecord::entries(record)) {
             journal.call("publish", entry.id, entry.key, entry.value);
+            const std::lock_guard<std::mutex> guard(toldLock);
+            told[entry.key] = entry.value;
+            if (entry.key == "call-recording-active") {
+                const std::size_t end = entry.value.rfind(';');
+                toldOfLine[entry.value.substr(0, end)] = entry.value.substr(end + 1);
+            }
         }
         if (onPublish) {
             onPublish(record);
@@ -160,56 +162,48 @@ struct FakeManagement : Executable, LocalMgmtIfc {
         return accept ? 1 : 0;
     }
 
-    Journal& journal;
     MgmtAgentIfc* agent = nullptr;
     bool accept = true;
     std::function<void(ManageableData&)> onPublish;
+
+    std::mutex toldLock;
+    std::map<std::string, std::string> told;        // by tag, what was published last
+    std::map<std::string, std::string> toldOfLine;  // by line, its activation: "true" or "false"
 };
 
-struct FakeMediaControl : Executable, MediaControlServiceIfc {
-    explicit FakeMediaControl(Journal& events) : journal(events) {}
+struct FakeMediaControl : Fake, Executable, MediaControlServiceIfc {
+    using Fake::Fake;
     bool setDirection(int handle, int stream, MediaDirection direction) override
     {
-        if (beforeDirection) {
-            beforeDirection();
-        }
         journal.call("media", handle, stream, static_cast<int>(direction));
         return answer;
     }
 
-    Journal& journal;
-    std::function<void()> beforeDirection;
     bool answer = true;
 };
 
-struct FakeCommunications : Executable, CommunicationsServiceEventIfc {
-    explicit FakeCommunications(Journal& events) : journal(events) {}
+struct FakeCommunications : Fake, Executable, CommunicationsServiceEventIfc {
+    using Fake::Fake;
     void callRecordingStatus(const std::string& line, int callID, const std::string& status) override
     {
         journal.call("status", line, callID, status);
     }
-
-    Journal& journal;
 };
 
-struct FakeKeys : Executable, PhysicalInterfaceServiceIfc {
-    explicit FakeKeys(Journal& events) : journal(events) {}
+struct FakeKeys : Fake, Executable, PhysicalInterfaceServiceIfc {
+    using Fake::Fake;
     void setFPKLamp(PhysDefs::keyFunctionType key, PhysDefs::lampStateType state, int a, int b) override
     {
-        if (beforeLamp) {
-            beforeLamp();
-        }
-        lampOn = state == PhysDefs::LAMP_ON;
         journal.call("lamp", static_cast<int>(key), static_cast<int>(state), a, b);
+        lampOn = state == PhysDefs::LAMP_ON;
     }
 
-    Journal& journal;
-    std::atomic<bool> lampOn{false};
-    std::function<void()> beforeLamp;
+    bool lampOn = false;  // not guarded: the plug-in sets the lamp from one thread at a time
 };
 
-struct FakeContext : Context {
-    explicit FakeContext(Journal& events) : journal(events) {}
+struct FakeContext : Fake, Context {
+    using Services = std::map<std::string, Executable*>;
+    explicit FakeContext(Journal& events, Services present = {}) : Fake(events), services(std::move(present)) {}
     Executable* getService(const std::string& name) override
     {
         journal.call("getService", name);
@@ -217,26 +211,13 @@ struct FakeContext : Context {
         return found == services.end() ? nullptr : found->second;
     }
 
-    Journal& journal;
-    std::map<std::string, Executable*> services;
+    Services services;
 };
 
-struct FakeCallControl : CSfi, SfiRecordingController {
-    explicit FakeCallControl(Journal& events) : journal(events) {}
-    void attachRecSession(int mrsID, const std::string& address) override
-    {
-        journal.call("attach", mrsID, address);
-        if (onRequest) {
-            onRequest();
-        }
-    }
-    void detachRecSession(int mrsID) override
-    {
-        journal.call("detach", mrsID);
-        if (onRequest) {
-            onRequest();
-        }
-    }
+struct FakeCallControl : Fake, CSfi, SfiRecordingController {
+    using Fake::Fake;
+    void attachRecSession(int mrsID, const std::string& address) override { journal.call("attach", mrsID, address); }
+    void detachRecSession(int mrsID) override { journal.call("detach", mrsID); }
     void registerLMSEventObserver(LMSEventObserverIfc* newObserver) override
     {
         journal.call("register");
@@ -245,8 +226,77 @@ struct FakeCallControl : CSfi, SfiRecordingController {
     SfiRecordingController* getSfiRecordingController() override { return hasRecordingController ? this : nullptr; }
     void setCallRecMode(std::string mode) override { journal.call("mode", mode); }
 
-    Journal& journal;
     LMSEventObserverIfc* observer = nullptr;
     bool hasRecordingController = true;
-    std::function<void()> onRequest;
 };
+
+/// Who hears of sessions.
+struct FakeObserver : Fake, LMSEventObserverIfc {
+    using Fake::Fake;
+    int LMSCreateSession(const std::string& lineURI, int callID) override
+    {
+        journal.call("create", lineURI, callID);
+        return 4711;
+    }
+    void LMSDestroySession(int session) override { journal.call("destroy", session); }
+    void LMSEventAttached(int session, int media, int call) override { journal.call("attached", session, media, call); }
+    void LMSEventStreaming(int session, int media, int call) override
+    {
+        journal.call("streaming", session, media, call);
+    }
+    void LMSEventNotStreaming(int session) override { journal.call("not streaming", session); }
+    void LMSEventErrorStatus(int session, LMSErrorCode code) override { journal.call("error", session, code); }
+};
+
+/// Makes a call wait until the test opens it.
+struct Gate {
+    void enter()
+    {
+        entered.give();
+        opened.take(-1);
+    }
+    Semaphore entered{0, 1, false}, opened{0, 1, false};
+};
+
+/// Everything around the plug-in, with one journal. The plug-in's look-ups and its worker begin anew with it.
+struct FakeTelephone {
+    FakeTelephone()
+    {
+        forgetWorker();
+        MediaRecordingHelper::reset();
+        runtime::setCallControl(&callControl);
+    }
+    ~FakeTelephone()
+    {
+        runtime::setCallControl(nullptr);
+        MediaRecordingHelper::reset();
+    }
+
+    Journal journal;
+    FakeManagement management{journal};
+    FakeKeys keys{journal};
+    FakeMediaControl mediaControl{journal};
+    FakeCommunications communications{journal};
+    FakeCallControl callControl{journal};
+    FakeContext context{journal,
+                        {{"LocalMgmtIfc", &management},
+                         {"PhysicalInterfaceServiceIfc", &keys},
+                         {"MediaControlServiceIfc", &mediaControl},
+                         {"CommunicationsServiceEventIfc", &communications}}};
+};
+
+/// The management system was last told what the store holds, of each item and of each line.
+inline void expectTold(FakeManagement& management, RecordingConfigManager& store)
+{
+    runtime::ManagementRecord present;
+    for (const auto& told : management.told) {
+        present.name(told.first);
+    }
+    EXPECT_TRUE(store.getData(present));
+    for (const auto& item : runtime::ManagementRecord::entries(present)) {
+        EXPECT_EQ(management.told[item.id], item.value) << item.id;
+    }
+    for (const auto& [line, told] : management.toldOfLine) {
+        EXPECT_EQ(told == "true", store.getRecordingActivation(line)) << line;
+    }
+}

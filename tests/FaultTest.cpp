@@ -6,10 +6,7 @@
 #include <new>
 
 #include "Fakes.h"
-#include "MediaRecordingHelper.h"
-#include "RecordingConfigManager.h"
 #include "RecordingController.h"
-#include "RecordingStateMachine.h"
 
 namespace {
 
@@ -51,7 +48,7 @@ __attribute__((noinline)) void operator delete(void* memory, std::size_t) noexce
 
 namespace {
 
-class ShortOfMemory : public ::testing::Test {
+class ShortOfMemory : public ::testing::Test, protected FakeTelephone {
 protected:
     ShortOfMemory()
     {
@@ -62,21 +59,10 @@ protected:
     {
         failing = false;
         untilFailure = -1;
-        MediaRecordingHelper::reset();
     }
 
-    SvcRTEContext* contextWithManagement()
-    {
-        MediaRecordingHelper::reset();
-        context.services["LocalMgmtIfc"] = &management;
-        return &context;
-    }
-
-    Journal journal;
-    FakeManagement management{journal};
-    FakeContext context{journal};
     FakeEventLayer eventLayer{journal};
-    RecordingConfigManager store{contextWithManagement()};
+    RecordingConfigManager store{&context};
     RecordingController controller{&eventLayer, &store};
 };
 
@@ -97,14 +83,13 @@ TEST_F(ShortOfMemory, ALineWithoutMachineIsReportedAndItsSessionEndsAllTheSame)
 
     EXPECT_EQ(handle, 1);
     const std::string from = "2 RecordingController: ";
+    const std::string call = from + "Cannot make call to  m_stateMachines[lineURI=\"L\"]->";
+    const std::string null = " State machine associated with lineURI equals NULL!";
     EXPECT_THAT(
         log.take(),
         ElementsAre(
-            from + "Allocation of new recording state machine failed for lineURI = L.",
-            from + "Cannot make call to  m_stateMachines[lineURI=\"L\"]->EVT_activate(). State machine "
-                   "associated with lineURI equals NULL!",
-            from + "Cannot make call to  m_stateMachines[lineURI=\"L\"]->EVT_in_call(mrsID==1). State machine "
-                   "associated with lineURI equals NULL!",
+            from + "Allocation of new recording state machine failed for lineURI = L.", call + "EVT_activate()." + null,
+            call + "EVT_in_call(mrsID==1)." + null,
             from + "LMSEventAttached(): no machine associated with lineURI = L, machine->EVT_attached() not called",
             from + "LMSEventStreaming: lineURI = L has no associated state machine",
             from + "LMSEventNotStreaming(): lineURI == L has no associated state machine",
@@ -142,6 +127,7 @@ TEST_F(ShortOfMemory, ACallWithoutSessionIsAnsweredWithNoHandle)
     EXPECT_EQ(controller.LMSCreateSession("L", 7), 0);
     EXPECT_THAT(log.take(), ::testing::Contains("2 RecordingController: LMSCreateSession: session==NULL. Session "
                                                 "parameters (lineURI, callID) not set."));
+    EXPECT_TRUE(controller.isInCall("L"));
 }
 
 TEST_F(ShortOfMemory, NoOperationThrowsWhicheverAllocationFails)

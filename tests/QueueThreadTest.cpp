@@ -1,8 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <memory>
+#include <array>
 #include <thread>
 
 #include "Activity.h"
@@ -11,57 +10,62 @@
 #include "Threads.h"
 #include "WorkerAccess.h"
 
+using testing::Each;
 using testing::ElementsAre;
 
 namespace {
 
-/// Writes down what is delivered; the first delivery then does what the test asks for.
-struct FakeObserver : LMSEventObserverIfc {
-    int LMSCreateSession(const std::string& lineURI, int callID) override
-    {
-        journal.call("create", lineURI, callID);
-        return 4711;
-    }
-    void LMSDestroySession(int session) override { delivered("destroy", session); }
-    void LMSEventAttached(int session, int media, int call) override { delivered("attached", session, media, call); }
-    void LMSEventStreaming(int session, int media, int call) override { delivered("streaming", session, media, call); }
-    void LMSEventNotStreaming(int session) override { delivered("not streaming", session); }
-    void LMSEventErrorStatus(int session, LMSErrorCode code) override { delivered("error", session, code); }
+constexpr int POSTERS = 3;
+constexpr int POSTS = 500;
 
-    template <typename... Arguments>
-    void delivered(const std::string& name, Arguments... arguments)
-    {
-        journal.call(name, arguments...);
-        thread = runtime::currentThreadable();
-        if (const auto hook = std::exchange(onDelivery, nullptr)) {
-            hook();
+/// Posts from several threads at once; each post has its poster's number and its own.
+template <typename Post>
+void postFromManyThreads(Post post)
+{
+    std::array<std::thread, POSTERS> threads;
+    for (int poster = 0; poster < POSTERS; ++poster) {
+        threads.at(static_cast<std::size_t>(poster)) = std::thread([=] {
+            for (int number = 0; number < POSTS; ++number) {
+                post(poster, number);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    runtime::waitUntilIdle();
+}
+
+/// How many posts of each poster have arrived, which must be in its order; `arrived` is the line of a post.
+template <typename Arrived>
+std::vector<int> arrivedInOrder(const Lines& lines, Arrived arrived)
+{
+    std::vector<int> next(POSTERS);
+    for (const std::string& line : lines) {
+        bool expected = false;
+        for (int poster = 0; poster < POSTERS && !expected; ++poster) {
+            int& number = next[static_cast<std::size_t>(poster)];
+            expected = line == arrived(poster, number);
+            number += expected ? 1 : 0;
         }
+        EXPECT_TRUE(expected) << line;
     }
-
-    Journal journal;
-    std::function<void()> onDelivery;
-    Threadable* thread = nullptr;
-};
-
-/// Makes a call wait until the test opens it.
-struct Gate {
-    void enter()
-    {
-        entered.give();
-        opened.take(-1);
-    }
-    Semaphore entered{0, 1, false}, opened{0, 1, false};
-};
+    return next;
+}
 
 TEST(LMSEventDispatcher, DeliversEveryKindWithItsFieldsOnItsOwnThreadInOrder)
 {
-    FakeObserver observer;
+    Journal journal;
+    FakeObserver observer(journal);
     LMSEventDispatcher dispatcher(&observer);
     LogCapture log(6);
     Gate gate;
-    observer.onDelivery = [&] {
-        gate.enter();
-        dispatcher.LMSDestroySession(13);
+    journal.onCall = [&](const std::string& called) {
+        if (called == "attached") {
+            EXPECT_EQ(runtime::currentThreadable(), &dispatcher);
+            gate.enter();
+            dispatcher.LMSDestroySession(13);
+        }
     };
     dispatcher.LMSEventAttached(1, 2, 3);
     gate.entered.take(-1);
@@ -69,95 +73,104 @@ TEST(LMSEventDispatcher, DeliversEveryKindWithItsFieldsOnItsOwnThreadInOrder)
     dispatcher.LMSEventNotStreaming(7);
     const auto unknownKind = static_cast<LMSEventDispatcher::LMSEventType>(5);
     dispatcher.process(new LMSEventDispatcher::LMSEventData{8, 8, 8, LMSErrorCode{2}, unknownKind});
+    dispatcher.process(nullptr);
     dispatcher.LMSEventErrorStatus(9, LMSErrorCode{10});
     dispatcher.LMSDestroySession(11);
     EXPECT_THAT(log.take(), ElementsAre());
     dispatcher.LMSEventErrorStatus(LMSErrorCode{3});
     EXPECT_THAT(log.take(),
                 ElementsAre("2 LMSEventDispatcher: LMSEventErrorStatus(errCode=3): method should't be called"));
-    EXPECT_THAT(log.sources(), ElementsAre("./src/LMSEventDispatcher"));
+    EXPECT_EQ(log.lastSource, "./src/LMSEventDispatcher");
     // A creation waits for none of them.
     EXPECT_EQ(dispatcher.LMSCreateSession("sip:1", 12), 4711);
-    EXPECT_THAT(observer.journal.take(), ElementsAre("attached(1, 2, 3)", "create(sip:1, 12)"));
+    EXPECT_THAT(journal.take(), ElementsAre("attached(1, 2, 3)", "create(sip:1, 12)"));
     gate.opened.give();
     runtime::waitUntilIdle();
-    EXPECT_THAT(observer.journal.take(),
+    EXPECT_THAT(journal.take(),
                 ElementsAre("streaming(4, 5, 6)", "not streaming(7)", "error(9, 10)", "destroy(11)", "destroy(13)"));
-    EXPECT_EQ(observer.thread, &dispatcher);
 }
 
-TEST(LMSEventDispatcher, DestructionFinishesTheDeliveryAndDropsTheRest)
+TEST(LMSEventDispatcher, DeliversWhatManyThreadsPostOnceAndInTheOrderOfEach)
 {
-    const Lines all = {"destroy(1)", "finished()", "destroy(2)", "destroy(3)", "destroy(4)"};
-    bool dropped = false;
-    for (int round = 0; round < 50; ++round) {
-        FakeObserver observer;
-        Gate gate;
-        auto dispatcher = std::make_unique<LMSEventDispatcher>(&observer);
-        observer.onDelivery = [&] {
-            gate.enter();
-            observer.journal.call("finished");
-        };
-        dispatcher->LMSDestroySession(1);
-        gate.entered.take(-1);
-        for (const int session : {2, 3, 4}) {
-            dispatcher->LMSDestroySession(session);
-        }
-        gate.opened.give();
-        dispatcher.reset();
-        // How many were still delivered depends on which thread was faster; nearly always it is this one.
-        const Lines delivered = observer.journal.take();
-        ASSERT_GE(delivered.size(), 2U);
-        EXPECT_THAT(delivered, testing::ElementsAreArray(all.data(), delivered.size()));
-        dropped = dropped || delivered.size() == 2;
-    }
-    EXPECT_TRUE(dropped);
-}
-
-void queue(AsynchronousEventData request)
-{
-    AsynchronousEventThread::instance()->process(request);
-    request.recUri = "the worker has a copy";
-}
-
-TEST(AsynchronousEventThread, PerformsCopiesOfRequestsInOrderAndStopsForGood)
-{
-    forgetWorker();
-    EXPECT_EQ(AsynchronousEventThread::instance(), nullptr);
     Journal journal;
-    FakeCallControl callControl(journal), other(journal);
-    AsynchronousEventThread::init(&callControl);
-    AsynchronousEventThread* const worker = AsynchronousEventThread::instance();
+    FakeObserver observer(journal);
+    LMSEventDispatcher dispatcher(&observer);
+    postFromManyThreads([&](int poster, int number) { dispatcher.LMSEventStreaming(poster, number, 0); });
+    const auto arrived = [](int poster, int number) {
+        return "streaming(" + std::to_string(poster) + ", " + std::to_string(number) + ", 0)";
+    };
+    EXPECT_THAT(arrivedInOrder(journal.take(), arrived), Each(POSTS));
+}
+
+struct Worker : testing::Test {
+    Worker()
+    {
+        forgetWorker();
+        EXPECT_EQ(AsynchronousEventThread::instance(), nullptr);
+        AsynchronousEventThread::init(&callControl);
+        worker = AsynchronousEventThread::instance();
+    }
+
+    void request(AsynchronousEventData request)
+    {
+        worker->process(request);
+        request.recUri = "the worker has a copy";
+    }
+
+    Journal journal;
+    FakeCallControl callControl{journal};
+    AsynchronousEventThread* worker;
+};
+
+TEST_F(Worker, PerformsCopiesOfRequestsInOrderAndStopsForGood)
+{
+    FakeCallControl other(journal);
     AsynchronousEventThread::init(&other);
     EXPECT_EQ(AsynchronousEventThread::instance(), worker);
     Gate gate;
-    callControl.onRequest = [&] {
-        gate.enter();
-        journal.call("finished", runtime::currentThreadable() == worker);
+    journal.onCall = [&](const std::string& called) {
+        if (called != "finished") {
+            gate.enter();
+            journal.call("finished", runtime::currentThreadable() == worker);
+        }
     };
-    other.onRequest = [] { FAIL(); };
-
-    queue(AsynchronousEventData("rec@a", 1));
+    request(AsynchronousEventData("rec@a", 1));
     gate.entered.take(-1);
-    queue(AsynchronousEventData(1));
-    queue(AsynchronousEventData("rec@b", 2));
-    queue(AsynchronousEventData(2));
-    for (int opened = 0; opened < 3; ++opened) {
+    request(AsynchronousEventData(1));
+    request(AsynchronousEventData("rec@b", 2));
+    request(AsynchronousEventData(2));
+    for (int finished = 0; finished < 3; ++finished) {
         gate.opened.give();
         gate.entered.take(-1);
     }
     std::thread opener([&] { gate.opened.give(); });
     worker->terminate();
+    opener.join();
     EXPECT_THAT(journal.take(), ElementsAre("attach(1, rec@a)", "finished(1)", "detach(1)", "finished(1)",
                                             "attach(2, rec@b)", "finished(1)", "detach(2)", "finished(1)"));
-    opener.join();
 
+    EXPECT_FALSE(WorkerAccess::hasCallControl());
     AsynchronousEventThread::init(&other);
     EXPECT_EQ(AsynchronousEventThread::instance(), worker);
-    queue(AsynchronousEventData(4));
+    request(AsynchronousEventData(4));
     runtime::waitUntilIdle();
-    worker->terminate();
     EXPECT_THAT(journal.take(), ElementsAre());
+}
+
+TEST_F(Worker, PerformsWhatManyThreadsRequestOnceAndInTheOrderOfEachUntilItStops)
+{
+    const auto requestAll = [this] {
+        postFromManyThreads([this](int poster, int number) { request({std::to_string(poster), number}); });
+    };
+    const auto arrived = [](int poster, int number) {
+        return "attach(" + std::to_string(number) + ", " + std::to_string(poster) + ")";
+    };
+    requestAll();
+    EXPECT_THAT(arrivedInOrder(journal.take(), arrived), Each(POSTS));
+    std::thread stopper([this] { worker->terminate(); });
+    requestAll();
+    stopper.join();
+    EXPECT_THAT(arrivedInOrder(journal.take(), arrived), Each(testing::Le(POSTS)));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+
 #include "Activity.h"
 #include "Fakes.h"
 #include "Logging.h"
@@ -11,7 +13,7 @@ using testing::ElementsAre;
 
 namespace {
 
-struct Table {
+struct SessionTable : testing::Test {
     Journal journal;
     FakeEventLayer eventLayer{journal};
     RecordingSessionController sessions{&eventLayer};
@@ -37,90 +39,78 @@ struct TryMeanwhile : FakeEventLayer, Threadable {
     std::atomic<bool> done{false};
 };
 
-}  // namespace
-
-TEST(RecordingSessionController, HandsOutRisingHandlesForEmptySessionsAndNotTheDestroyedOnesAgain)
+TEST_F(SessionTable, HandsOutEmptySessionsAndReplacesNone)
 {
-    Table table;
-    for (const int handle : {1, 2, 3}) {
-        EXPECT_EQ(table.sessions.createSession(), handle);
-    }
-    EXPECT_TRUE(table.sessions.destroySession(2));
-    EXPECT_FALSE(table.sessions.destroySession(2));
-    table.sessions.emergencyTidyUp();
-    EXPECT_EQ(table.sessions.numberOfSessions(), 2);
-    EXPECT_EQ(table.sessions.createSession(), 4);
-    EXPECT_EQ(table.sessions.getSession(2), nullptr);
-
-    RecordingSession* const session = table.sessions.getSession(4);
+    const int handle = sessions.createSession();
+    RecordingSession* const session = sessions.getSession(handle);
     ASSERT_NE(session, nullptr);
     EXPECT_EQ(std::tie(session->callID, session->lineURI, session->mediaSessionHandle), std::make_tuple(-1, "", -1));
     RecordingSession late;
-    table.sessions.storeSession(4, late);
-    EXPECT_EQ(table.sessions.getSessionThreadUnsafe(4), session) << "an existing entry is not replaced";
+    sessions.storeSession(handle, late);
+    EXPECT_EQ(sessions.getSessionThreadUnsafe(handle), session);
+    sessions.emergencyTidyUp();
+    EXPECT_EQ(sessions.numberOfSessions(), 1);
+    EXPECT_TRUE(sessions.destroySession(handle));
+    EXPECT_FALSE(sessions.destroySession(handle));
+    EXPECT_EQ(sessions.getSession(handle), nullptr);
 }
 
-TEST(RecordingSessionController, PassesTwoDirectionsOnAndRefusesTheRest)
+TEST_F(SessionTable, PassesTwoDirectionsOnAndRefusesTheRest)
 {
-    Journal journal;
-    FakeEventLayer eventLayer(journal);
-    {
-        RecordingSessionController sessions(&eventLayer);
-        const int handle = sessions.createSession();
-        EXPECT_TRUE(sessions.setDirection(handle, "inactive"));
-        sessions.getSession(handle)->mediaSessionHandle = 12;
-        EXPECT_TRUE(sessions.setDirection(handle, "sendonly"));
-        eventLayer.directionAnswer = false;
-        EXPECT_FALSE(sessions.setDirection(handle, "inactive"));
-        EXPECT_FALSE(sessions.setDirection(handle, "sendonly"));
-        EXPECT_THAT(journal.take(), ElementsAre("setDirection(-1, 2)", "setDirection(12, 3)", "setDirection(12, 2)",
-                                                "setDirection(12, 3)"));
-        eventLayer.directionAnswer = true;
-        LogCapture log(LOG_LEVEL_WARNING);
-        for (const char* refused : {"sendrecv", "", "Sendonly", "inactive "}) {
-            EXPECT_FALSE(sessions.setDirection(handle, refused)) << refused;
-        }
-        EXPECT_FALSE(sessions.setDirection(handle + 1, "sendonly"));
-        EXPECT_EQ(log.take(), Lines(5, "2 RecordingSessionController: invalid session or direction"));
+    const int handle = sessions.createSession();
+    EXPECT_TRUE(sessions.setDirection(handle, "inactive"));
+    sessions.getSession(handle)->mediaSessionHandle = 12;
+    EXPECT_TRUE(sessions.setDirection(handle, "sendonly"));
+    eventLayer.directionAnswer = false;
+    EXPECT_FALSE(sessions.setDirection(handle, "inactive"));
+    EXPECT_FALSE(sessions.setDirection(handle, "sendonly"));
+    eventLayer.directionAnswer = true;
+    LogCapture log(LOG_LEVEL_WARNING);
+    for (const char* refused : {"sendrecv", "", "Sendonly", "inactive "}) {
+        EXPECT_FALSE(sessions.setDirection(handle, refused)) << refused;
     }
-    EXPECT_THAT(journal.take(), ElementsAre()) << "neither a refused direction nor the table's end reaches it";
+    EXPECT_FALSE(sessions.setDirection(handle + 1, "sendonly"));
+    EXPECT_EQ(log.take(), Lines(5, "2 RecordingSessionController: invalid session or direction"));
+    EXPECT_THAT(journal.take(), ElementsAre("setDirection(-1, 2)", "setDirection(12, 3)", "setDirection(12, 2)",
+                                            "setDirection(12, 3)"));
 }
 
-TEST(RecordingSessionController, KeepsOthersOutWhileADirectionChanges)
+TEST_F(SessionTable, KeepsOthersOutWhileADirectionChanges)
 {
     void (*const others[])(RecordingSessionController&) = {
-        [](auto& sessions) { EXPECT_NE(sessions.getSession(1), nullptr); },
-        [](auto& sessions) { EXPECT_EQ(sessions.createSession(), 2); },
-        [](auto& sessions) { EXPECT_TRUE(sessions.destroySession(1)); },
-        [](auto& sessions) { sessions.emergencyTidyUp(); },
+        [](auto& table) { EXPECT_NE(table.getSession(1), nullptr); },
+        [](auto& table) { EXPECT_EQ(table.createSession(), 2); },
+        [](auto& table) { EXPECT_TRUE(table.destroySession(1)); },
+        [](auto& table) { table.emergencyTidyUp(); },
     };
     for (const auto other : others) {
-        Journal journal;
-        TryMeanwhile eventLayer(journal);
-        RecordingSessionController sessions(&eventLayer);
-        eventLayer.something = [&sessions, other] { other(sessions); };
-        EXPECT_FALSE(sessions.setDirection(sessions.createSession(), "sendonly")) << "done before the change was made";
-        Threader().waitForThreadCompletion(eventLayer.thread);
-        EXPECT_TRUE(eventLayer.done);
+        TryMeanwhile meanwhile(journal);
+        RecordingSessionController table(&meanwhile);
+        meanwhile.something = [&table, other] { other(table); };
+        EXPECT_FALSE(table.setDirection(table.createSession(), "sendonly")) << "done before the change was made";
+        Threader().waitForThreadCompletion(meanwhile.thread);
+        EXPECT_TRUE(meanwhile.done);
     }
 }
 
-TEST(RecordingSessionController, RefusesASessionWhenEveryHandleIsInUseAndNeverHandsOutZero)
+TEST_F(SessionTable, RefusesASessionWhenEveryHandleIsInUseAndNeverHandsOutZero)
 {
-    Table table;
     for (int handle = 1; handle <= 999998; ++handle) {
-        ASSERT_EQ(table.sessions.createSession(), handle);
+        ASSERT_EQ(sessions.createSession(), handle);
+        if (handle == 2) {
+            sessions.destroySession(2);
+        }
     }
+    EXPECT_EQ(sessions.createSession(), 2) << "past 0 and the used 1";
     LogCapture log(LOG_LEVEL_WARNING);
-    EXPECT_EQ(table.sessions.createSession(), 0);
-    EXPECT_EQ(table.sessions.numberOfSessions(), 999998);
+    EXPECT_EQ(sessions.createSession(), 0);
     EXPECT_THAT(log.take(),
                 ElementsAre("2 RecordingSessionController: Create session: failed - Max Media Sessions reached"));
-    table.sessions.destroySession(5);
-    EXPECT_EQ(table.sessions.createSession(), 5) << "past 0 and the used 1 to 4";
-    table.sessions.destroySession(3);
-    table.sessions.destroySession(7);
-    EXPECT_EQ(table.sessions.createSession(), 7) << "on from 6, which is in use";
-    EXPECT_EQ(table.sessions.createSession(), 3) << "round once more";
-    EXPECT_THAT(log.take(), ElementsAre());
+    sessions.destroySession(1);
+    sessions.destroySession(7);
+    EXPECT_EQ(sessions.createSession(), 7) << "on from 3, which is in use";
+    EXPECT_EQ(sessions.createSession(), 1) << "round once more";
+    EXPECT_EQ(sessions.numberOfSessions(), 999998);
 }
+
+}  // namespace
