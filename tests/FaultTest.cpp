@@ -130,6 +130,27 @@ TEST_F(ShortOfMemory, ACallWithoutSessionIsAnsweredWithNoHandle)
     EXPECT_TRUE(controller.isInCall("L"));
 }
 
+TEST_F(ShortOfMemory, ASessionThatIsAttachedIsAnsweredWithItsHandleWhicheverAllocationFails)
+{
+    LogCapture log(6);
+    int attached = 0;
+    for (int allocations = 0; allocations < 150; ++allocations) {
+        const std::string line = "sip:a-line-with-a-long-name@office" + std::to_string(allocations);
+        journal.take();
+        untilFailure = allocations;
+        const int handle = controller.LMSCreateSession(line, 7);
+        untilFailure = -1;
+        for (const std::string& call : journal.take()) {
+            if (call.rfind("attach(", 0) == 0) {
+                ++attached;
+                EXPECT_EQ(call, "attach(" + std::to_string(handle) + ", )") << "after " << allocations;
+            }
+        }
+        controller.LMSDestroySession(handle);
+    }
+    EXPECT_GT(attached, 75);
+}
+
 TEST_F(ShortOfMemory, NoOperationThrowsWhicheverAllocationFails)
 {
     const std::string line = "sip:a-line-with-a-long-name@office";
