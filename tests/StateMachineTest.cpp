@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <locale>
+
 #include <algorithm>
 #include <cctype>
 
@@ -11,6 +13,7 @@
 #include "Transitions.h"
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 namespace {
 
@@ -140,6 +143,19 @@ TEST(RecordingStateMachine, StartsIdleAndTakesTheHandleOfEveryCallButZero)
     line.machine.EVT_in_call(7);
     EXPECT_EQ(line.machine.dump(), dumped(STREAMING, IN_CALL, REQUESTED, "7")) << "also without a transition";
     EXPECT_EQ(line.journal.take(), NOTHING);
+}
+
+TEST(RecordingStateMachine, IsDumpedAlikeInEveryLocale)
+{
+    struct Grouped : std::numpunct<char> {
+        std::string do_grouping() const override { return "\3"; }
+    };
+    Line line;
+    const std::locale before = std::locale::global(std::locale(std::locale(), new Grouped));
+    line.machine.EVT_in_call(1234567);
+    const std::string dump = line.machine.dump();
+    std::locale::global(before);
+    EXPECT_THAT(dump, HasSubstr("mrsID=1234567"));
 }
 
 TEST(RecordingStateMachine, FinishesItsActionWhateverFails)
