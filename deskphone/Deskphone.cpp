@@ -88,7 +88,7 @@ private:
     /// False when a mistake has ended the run.
     bool play(Source& source)
     {
-        for (Words command;;) {
+        for (Given command;;) {
             try {
                 if (!source.next(command)) {
                     return true;

@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (words.empty()) {
                 continue;
             }
-            const Step step = player.play(words);
+            const Step step = player.play({words});
             for (Show* const show :
                  {static_cast<Show*>(&json), static_cast<Show*>(&text), static_cast<Show*>(&ladder)}) {
                 show->add(step);

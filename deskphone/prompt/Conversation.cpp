@@ -28,12 +28,17 @@ Conversation::Conversation(Telephone& telephone, std::ostream& errors)
 {
 }
 
-bool Conversation::next(Words& command)
+bool Conversation::next(Given& command)
 {
+    command = {};
+    std::string comment;
     for (std::string line; m_prompt.next(line);) {
         ++m_line;
-        command = splitLine(line);
-        if (!command.empty() && !answered(command)) {
+        command.words = splitLine(line, &comment);
+        if (!comment.empty()) {
+            command.comments.push_back(comment);
+        }
+        if (!command.words.empty() && !answered(command.words)) {
             return true;
         }
     }

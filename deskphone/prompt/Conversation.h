@@ -19,7 +19,7 @@ public:
     /// The telephone is asked for its status; mistakes are reported on `errors`. Neither is owned.
     Conversation(Telephone& telephone, std::ostream& errors);
 
-    bool next(Words& command) override;
+    bool next(Given& command) override;
     void played(const Step& step) override;
     bool refused(const Mistake& mistake) override;
 

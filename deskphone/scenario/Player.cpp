@@ -6,8 +6,9 @@
 
 namespace deskphone {
 
-Step Player::play(const Words& words)
+Step Player::play(const Given& given)
 {
+    const Words& words = given.words;
     const Command& command = findCommand(words);
     if (command.needs == STOPPED_SERVICE && m_telephone.running()) {
         throw Mistake(words.front() + ": the service runs already");
@@ -15,7 +16,7 @@ Step Player::play(const Words& words)
     if (command.needs == RUNNING_SERVICE && !m_telephone.running()) {
         throw Mistake(words.front() + ": the service does not run");
     }
-    Step step{++m_steps, words};
+    Step step{++m_steps, words, given.comments};
     step.lampWasOn = m_telephone.lampOn();
     if (command.needs == SERVICE && !m_telephone.running()) {
         m_telephone.start(true);

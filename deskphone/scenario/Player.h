@@ -15,7 +15,7 @@ public:
 
     /// Plays one command; returns once the telephone is idle again. Throws Mistake, having called nothing, and
     /// std::exception when the telephone fails.
-    Step play(const Words& words);
+    Step play(const Given& given);
 
 private:
     Telephone& m_telephone;

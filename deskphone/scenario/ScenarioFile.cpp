@@ -14,14 +14,18 @@ ScenarioFile::ScenarioFile(const std::string& name, std::ostream& errors)
     }
 }
 
-bool ScenarioFile::next(Words& command)
+bool ScenarioFile::next(Given& command)
 {
-    command.clear();
-    for (std::string line; command.empty() && nextLine(line);) {
+    command = {};
+    std::string comment;
+    for (std::string line; command.words.empty() && nextLine(line);) {
         ++m_line;
-        command = splitLine(line);
+        command.words = splitLine(line, &comment);
+        if (!comment.empty()) {
+            command.comments.push_back(comment);
+        }
     }
-    return !command.empty();
+    return !command.words.empty();
 }
 
 bool ScenarioFile::refused(const Mistake& mistake)

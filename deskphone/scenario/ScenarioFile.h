@@ -16,7 +16,7 @@ public:
     /// "-" is standard input. Mistakes are reported on `errors`, which is not owned.
     ScenarioFile(const std::string& name, std::ostream& errors);
 
-    bool next(Words& command) override;
+    bool next(Given& command) override;
     bool refused(const Mistake& mistake) override;
 
 private:

@@ -10,9 +10,9 @@ class Source {
 public:
     virtual ~Source() = default;
 
-    /// The words of the next command, at least one; false at the end. May wait for it. Throws Mistake for what is no
-    /// command, and std::system_error when the source cannot be read.
-    virtual bool next(Words& command) = 0;
+    /// The next command; false at the end, with the comments that no command follows. May wait for it. Throws Mistake
+    /// for what is no command, and std::system_error when the source cannot be read.
+    virtual bool next(Given& command) = 0;
 
     /// The command given last, now a step.
     virtual void played(const Step& /*step*/) {}

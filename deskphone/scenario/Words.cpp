@@ -98,17 +98,19 @@ std::size_t lengthOfCharacter(std::string_view bytes, std::size_t at)
 
 }  // namespace
 
-Words splitLine(const std::string& line)
+Words splitLine(const std::string& line, std::string* comment)
 {
     Words words;
-    for (std::size_t at = 0; at < line.size();) {
+    std::size_t at = 0;
+    while (at < line.size() && line[at] != '#') {
         if (isBlank(line[at])) {
             ++at;
-        } else if (line[at] == '#') {
-            break;
         } else {
             words.push_back(line[at] == '"' ? quotedWord(line, at) : plainWord(line, at));
         }
+    }
+    if (comment != nullptr) {
+        *comment = line.substr(at);
     }
     return words;
 }

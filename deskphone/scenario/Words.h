@@ -15,8 +15,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The words of a line, decoded; none in a blank line or a comment. Throws Mistake.
-Words splitLine(const std::string& line);
+/// The words of a line, decoded; none in a blank line or a comment. `comment` gets the comment with its #, "" where
+/// there is none. Throws Mistake.
+Words splitLine(const std::string& line, std::string* comment = nullptr);
 
 /// A number of the scenario language: decimal, of 32 bits. False, with `number` left as it is, when `word` is none.
 bool readNumber(const std::string& word, int& number);

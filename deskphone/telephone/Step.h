@@ -13,6 +13,13 @@ namespace deskphone {
 
 using Words = std::vector<std::string>;
 
+/// A command as its source gives it.
+struct Given {
+    Words words = {};  // at least one
+    /// What was said of it before and behind it, comment by comment, each with its #.
+    std::vector<std::string> comments = {};
+};
+
 /// What goes into a call or comes out of an operation; std::monostate is nothing.
 struct Value : std::variant<std::monostate, bool, int, std::string, std::vector<Value>> {
     using variant::variant;
@@ -56,6 +63,7 @@ using Records = std::array<std::vector<Record>, NUMBER_OF_THREADS>;
 struct Step {
     int number;
     Words command;
+    std::vector<std::string> comments = {};
     Records records = {};
     Value result = {};
     bool lampWasOn = false;    // before the command
