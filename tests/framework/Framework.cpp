@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "CriticalSection.h"
+#include "InvokerResponse.h"
 #include "ManageableData.h"
 #include "Semaphore.h"
 #include "Threader.h"
@@ -102,3 +103,15 @@ bool ManageableData::interogate(const std::string& id, const std::string& key, s
     value = found->second;
     return true;
 }
+
+void InvokerResponse::setResponseText(const char* text, int length)
+{
+    m_text.assign(text, static_cast<std::size_t>(length));
+}
+
+void InvokerResponse::finish()
+{
+    m_request = 0;
+}
+
+InvokerResponse::~InvokerResponse() = default;
