@@ -74,6 +74,29 @@ std::string plainWord(const std::string& line, std::size_t& at)
     return word;
 }
 
+/// The text in quotes, with other characters than those of the escapes as `shown` gives them.
+template <typename Shown>
+std::string inQuotes(const std::string& text, Shown shown)
+{
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            result.append({'\\', c});
+        } else if (c == '\n' || c == '\t') {
+            result += c == '\n' ? "\\n" : "\\t";
+        } else {
+            result += shown(c);
+        }
+    }
+    return result + '"';
+}
+
+bool needsNoQuotes(const std::string& word)
+{
+    return !word.empty() && word.front() != '#' &&
+           std::none_of(word.begin(), word.end(), [](char c) { return c == ' ' || c == '"' || isControl(c); });
+}
+
 // The length of the UTF-8 character at the beginning of the bytes; 0 when there is none.
 std::size_t lengthOfCharacter(std::string_view bytes, std::size_t at)
 {
@@ -136,25 +159,17 @@ std::string visible(char c)
 
 std::string quoted(const std::string& text)
 {
-    std::string result = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            result.append({'\\', c});
-        } else if (c == '\n' || c == '\t') {
-            result += c == '\n' ? "\\n" : "\\t";
-        } else {
-            result += visible(c);
-        }
-    }
-    return result + '"';
+    return inQuotes(text, visible);
 }
 
 std::string asWord(const std::string& word)
 {
-    const bool plain = !word.empty() && word.front() != '#' && std::none_of(word.begin(), word.end(), [](char c) {
-        return c == ' ' || c == '"' || isControl(c);
-    });
-    return plain ? word : quoted(word);
+    return needsNoQuotes(word) ? word : quoted(word);
+}
+
+std::string asWritten(const std::string& word)
+{
+    return needsNoQuotes(word) ? word : inQuotes(word, [](char c) { return std::string{c}; });
 }
 
 std::string asWords(const Words& words)

@@ -26,6 +26,8 @@ bool readNumber(const std::string& word, int& number);
 /// language has no escape for are made visible.
 std::string quoted(const std::string& text);
 std::string asWord(const std::string& word);
+/// A word for a line that is read again: quoted where it must be, every byte as it is.
+std::string asWritten(const std::string& word);
 /// Words as they stand in a line, each with a blank before it.
 std::string asWords(const Words& words);
 /// A control character as \xNN, any other as it is.
