@@ -47,12 +47,12 @@ TEST(Program, PrintsForPeopleWithoutJson)
 {
     const Played run = deskphone("--log 2", "setRecordingModeConfig allcalls\nlog 5\nLMSDestroySession 7 # unknown\n");
     EXPECT_THAT(run.output, HasSubstr("1 setRecordingModeConfig allcalls\n"
-                                      "    caller      call      SvcRTEContext.getService(\"LocalMgmtIfc\")\n"));
+                                      "    caller      call     SvcRTEContext.getService(\"LocalMgmtIfc\")\n"));
     EXPECT_THAT(run.output, HasSubstr("3 LMSDestroySession 7\n"
-                                      "    dispatcher  trace     RecordingController: "
+                                      "    dispatcher  trace    RecordingController: "
                                       "LMSDestroySession(recordingSessionHandle=7)\n"));
     EXPECT_THAT(run.output,
-                HasSubstr("    dispatcher  lamp on   PhysicalInterfaceServiceIfc.setFPKLamp(56, 3, 5, 0)\n"));
+                HasSubstr("    dispatcher  lamp on  PhysicalInterfaceServiceIfc.setFPKLamp(56, 3, 5, 0)\n"));
 }
 
 TEST(Program, PlaysSeveralFilesAsOneRun)
@@ -151,7 +151,7 @@ TEST(Program, AsksForTheMachinesWhenNoOperationTellsTheLineAndLeavesNoTrace)
         const Played run = deskphone("--log 5" + options, "LMSCreateSession sip:1 7\nLMSCreateSession sip:2 8\n");
         return withoutAddresses(std::regex_replace(run.output, std::regex("LMSMakeSession__"), "LMSCreateSession"));
     };
-    EXPECT_THAT(played(""), HasSubstr("caller      state     sip:2: IDLE → IN_CALL (IN_CALL)\n"));
+    EXPECT_THAT(played(""), HasSubstr("caller      state    sip:2: IDLE → IN_CALL (IN_CALL)\n"));
     EXPECT_EQ(played(" --plugin " + plugIn.name()), played(""));
 }
 

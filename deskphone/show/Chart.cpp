@@ -20,6 +20,7 @@ constexpr std::size_t ARROW_WIDTH = 48;
 constexpr std::size_t NOTE_WIDTH = 60;
 constexpr std::size_t HEADING_WIDTH = 84;
 constexpr std::size_t LONGEST_TEXT = 240;
+constexpr std::size_t COMMENTS_IN_A_NOTE = 10;
 constexpr std::size_t LONGEST_CHARACTER = 4;  // in bytes
 
 // In a row: the columns from the first to the last one that take part, which are known when the chart is written.
@@ -99,6 +100,7 @@ void Chart::add(const Step& step)
     }
     m_lastStep = step.number;
     m_thread = CALLER;
+    addComments(step);
     addHeading(step, headingOf(step));
     for (const Happening& happening : happenings(step)) {
         show(step, happening);
@@ -120,7 +122,8 @@ void Chart::addRow(const Step& step, const std::string& row)
     ++m_rows;
 }
 
-void Chart::addHeading(const Step& step, const std::string& text)
+/// A chart begins with what holds then.
+void Chart::begin(const Step& step)
 {
     if (m_rows == 0 && (m_lampOn || !m_states.empty())) {
         std::string before = m_lampOn ? "before: lamp on" : "before: lamp off";
@@ -134,6 +137,29 @@ void Chart::addHeading(const Step& step, const std::string& text)
             m_takesPart[KEY_LAMP] = true;
         }
     }
+}
+
+void Chart::addComments(const Step& step)
+{
+    std::string text;
+    std::size_t number = 0;
+    for (const std::string& comment : step.comments) {
+        const std::string line = label(bareComment(comment), HEADING_WIDTH);
+        text += text.empty() || line.empty() ? line : "<br/>" + line;
+        if (++number % COMMENTS_IN_A_NOTE != 0 && number != step.comments.size()) {
+            continue;
+        }
+        if (!text.empty()) {
+            begin(step);
+            addRow(step, note(ALL_COLUMNS, text));
+            text.clear();
+        }
+    }
+}
+
+void Chart::addHeading(const Step& step, const std::string& text)
+{
+    begin(step);
     addRow(step, note(ALL_COLUMNS, label(text, HEADING_WIDTH)));
 }
 
@@ -163,7 +189,9 @@ void Chart::show(const Step& step, const Happening& happening)
             m_lampOn = happening.kind == Happening::LAMP_ON;
             break;
         case Happening::ERROR: addRow(step, marked("255, 200, 200", note(from, text))); break;
-        case Happening::WARNING: addRow(step, marked("255, 230, 180", note(from, text))); break;
+        case Happening::IGNORED: addRow(step, marked("235, 235, 235", note(from, text))); break;
+        case Happening::WARNING:
+        case Happening::REFUSED: addRow(step, marked("255, 230, 180", note(from, text))); break;
     }
     m_takesPart[happening.from] = true;
     m_takesPart[happening.to] = true;

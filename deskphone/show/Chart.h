@@ -24,6 +24,8 @@ public:
 
 private:
     void addRow(const Step& step, const std::string& row);
+    void begin(const Step& step);
+    void addComments(const Step& step);
     void addHeading(const Step& step, const std::string& text);
     void show(const Step& step, const Happening& happening);
     void cut();

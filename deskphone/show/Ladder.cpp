@@ -15,7 +15,8 @@ constexpr std::size_t THREAD_WIDTH = 11;
 
 constexpr std::array<std::string_view, NUMBER_OF_PARTIES> names{"user",  "service", "framework", "management",
                                                                 "calls", "media",   "comms",     "lamp"};
-constexpr std::array<const char*, 7> colours{"", "", "1;32", "1;37;41", "1", "31", "33"};  // by kind of happening
+constexpr std::array<const char*, 9> colours{"",   "",   "1;32", "1;37;41", "1",
+                                             "31", "33", "33",   "33"};  // by kind of happening
 
 }  // namespace
 
@@ -47,6 +48,9 @@ void Ladder::add(const Step& step)
         text = finished(header);
     }
     m_lampOn = step.lampWasOn;
+    for (const std::string& comment : step.comments) {
+        text += written(blankRow(), 0, comment, "2");
+    }
     text += written(blankRow(), 0, headingOf(step), "1");
     for (const Happening& happening : happenings(step)) {
         text += drawn(happening);
@@ -67,8 +71,10 @@ std::string Ladder::drawn(const Happening& happening)
             m_lampOn = happening.kind == Happening::LAMP_ON;
             return written(row, to - happening.text.size() - 1, happening.text, colour);
         case Happening::STATE: row.cells[from] = "*"; return written(row, from + 2, happening.text, colour);
+        case Happening::IGNORED: row.cells[from] = "-"; return written(row, from + 2, happening.text, colour);
         case Happening::ERROR:
-        case Happening::WARNING: row.cells[from] = "!"; return written(row, from + 2, happening.text, colour);
+        case Happening::WARNING:
+        case Happening::REFUSED: row.cells[from] = "!"; return written(row, from + 2, happening.text, colour);
         default: break;
     }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <system_error>
 
@@ -49,7 +50,9 @@ std::string Screen::painted(const std::string& text, const std::string& colour) 
 Screen standardOutput()
 {
     const char* const noColor = std::getenv("NO_COLOR");
-    const bool coloured = ::isatty(STDOUT_FILENO) != 0 && (noColor == nullptr || *noColor == '\0');
+    const char* const terminal = std::getenv("TERM");
+    const bool coloured = ::isatty(STDOUT_FILENO) != 0 && (noColor == nullptr || *noColor == '\0') &&
+                          (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
     return {std::cout, coloured, widthOfTerminal()};
 }
 

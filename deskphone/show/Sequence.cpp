@@ -78,10 +78,12 @@ std::vector<Happening> happenings(const Step& step)
                                          lamp ? "lamp on" : "lamp off"});
                 }
             } else if (const auto* const event = std::get_if<MachineEvent>(&record)) {
-                if (!event->to.empty()) {
-                    shownOnes.push_back(
-                        {Happening::STATE, thread, RECORDING_SERVICE, RECORDING_SERVICE, changeOf(*event), event});
-                }
+                const bool ignored = event->to.empty();
+                shownOnes.push_back({ignored ? Happening::IGNORED : Happening::STATE, thread, RECORDING_SERVICE,
+                                     RECORDING_SERVICE, (ignored ? "ignored  " : "") + textOf(*event), event});
+            } else if (const auto* const refusal = std::get_if<Refusal>(&record)) {
+                shownOnes.push_back(
+                    {Happening::REFUSED, thread, RECORDING_SERVICE, RECORDING_SERVICE, "refused  " + textOf(*refusal)});
             } else if (const auto& log = std::get<LogLine>(record); log.level <= LOG_LEVEL_WARNING) {
                 const bool error = log.level <= LOG_LEVEL_ERROR;
                 shownOnes.push_back({error ? Happening::ERROR : Happening::WARNING, thread, RECORDING_SERVICE,
@@ -101,9 +103,24 @@ std::string headingOf(const Step& step)
     return std::to_string(step.number) + asWords(step.command);
 }
 
-std::string changeOf(const MachineEvent& event)
+std::string bareComment(const std::string& comment)
 {
-    return asWord(event.line) + ": " + event.from + " → " + event.to + " (" + event.event + ')';
+    const std::size_t begin = comment.find_first_not_of("# \t");
+    return begin == std::string::npos ? "" : comment.substr(begin);
+}
+
+std::string textOf(const MachineEvent& event)
+{
+    return asWord(event.line) + ": " +
+           (event.to.empty() ? event.event + " in " + event.from
+                             : event.from + " → " + event.to + " (" + event.event + ')');
+}
+
+std::string textOf(const Refusal& refusal)
+{
+    // In this mode the user may stop a recording that runs, and start it again.
+    const bool inCallOnly = refusal.mode == "autostart";
+    return refusal.request + ": not in the mode " + quoted(refusal.mode) + (inCallOnly ? " outside a call" : "");
 }
 
 }  // namespace deskphone

@@ -8,9 +8,9 @@
 
 namespace deskphone {
 
-/// An arrow of a sequence chart, or, but for ARROW and ANSWER, a note of what has changed or is wrong.
+/// An arrow of a sequence chart, or, but for ARROW and ANSWER, a note of what has changed, was not done or is wrong.
 struct Happening {
-    enum Kind { ARROW, ANSWER, STATE, LAMP_ON, LAMP_OFF, ERROR, WARNING };
+    enum Kind { ARROW, ANSWER, STATE, LAMP_ON, LAMP_OFF, ERROR, WARNING, IGNORED, REFUSED };
 
     Kind kind;
     RecordThread thread;
@@ -26,7 +26,11 @@ std::vector<Happening> happenings(const Step& step);
 
 /// The words of the step's command as they are written, with its number in front.
 std::string headingOf(const Step& step);
-/// "LINE: OLD → NEW (EVENT)".
-std::string changeOf(const MachineEvent& event);
+/// A comment without its #.
+std::string bareComment(const std::string& comment);
+/// "LINE: OLD → NEW (EVENT)", or "LINE: EVENT in STATE" where the event is ignored.
+std::string textOf(const MachineEvent& event);
+/// Which request was refused, and in which mode.
+std::string textOf(const Refusal& refusal);
 
 }  // namespace deskphone

@@ -19,7 +19,7 @@ constexpr const char* YELLOW = "33";
 constexpr const char* LAMP_LIT = "1;37;41";
 
 constexpr std::size_t THREAD_WIDTH = 12;
-constexpr std::size_t KIND_WIDTH = 10;
+constexpr std::size_t KIND_WIDTH = 9;
 constexpr std::size_t INDENT = 4;
 
 struct ToText {
@@ -52,9 +52,14 @@ Kind kindOf(const Call& call)
     return !lamp ? Kind{"call", BOLD, PLAIN} : *lamp ? Kind{"lamp on", LAMP_LIT, PLAIN} : Kind{"lamp off", BOLD, PLAIN};
 }
 
-Kind kindOf(const MachineEvent& /*event*/)
+Kind kindOf(const MachineEvent& event)
 {
-    return {"state", GREEN, GREEN};
+    return event.to.empty() ? Kind{"ignored", YELLOW, PLAIN} : Kind{"state", GREEN, GREEN};
+}
+
+Kind kindOf(const Refusal& /*refusal*/)
+{
+    return {"refused", YELLOW, PLAIN};
 }
 
 Kind kindOf(const LogLine& log)
@@ -74,9 +79,14 @@ std::string textOf(const Call& call)
     return call.name + '(' + ToText().separated(call.arguments) + ')';
 }
 
-std::string textOf(const MachineEvent& event)
+/// Tabs are left as they are.
+std::string shownWhole(const std::string& text)
 {
-    return changeOf(event);
+    std::string shown;
+    for (const char c : text) {
+        shown += c == '\t' ? std::string{c} : visible(c);
+    }
+    return shown;
 }
 
 /// The lines of a log text stand below each other; a newline at its end is left out.
@@ -84,13 +94,10 @@ std::string textOf(const LogLine& log)
 {
     static const std::string nextLine = '\n' + std::string(INDENT + THREAD_WIDTH + KIND_WIDTH, ' ');
     std::string text = log.component + ": ";
-    for (std::size_t at = 0; at < log.text.size(); ++at) {
-        const char c = log.text[at];
-        if (c != '\n') {
-            text += c == '\t' ? std::string{c} : visible(c);
-        } else if (at + 1 < log.text.size()) {
-            text += nextLine;
-        }
+    for (std::size_t at = 0; at < log.text.size();) {
+        const std::size_t end = std::min(log.text.find('\n', at), log.text.size());
+        text += (at == 0 ? "" : nextLine) + shownWhole(log.text.substr(at, end - at));
+        at = end + 1;
     }
     return text;
 }
@@ -99,14 +106,13 @@ std::string textOf(const LogLine& log)
 
 void TextShow::add(const Step& step)
 {
-    std::string text =
-        m_screen.painted(std::to_string(step.number), DIM) + m_screen.painted(asWords(step.command), BOLD) + '\n';
+    std::string text;
+    for (const std::string& comment : step.comments) {
+        text += m_screen.painted(shownWhole(comment), DIM) + '\n';
+    }
+    text += m_screen.painted(std::to_string(step.number), DIM) + m_screen.painted(asWords(step.command), BOLD) + '\n';
     for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
         for (const Record& record : step.records[thread]) {
-            const auto* const event = std::get_if<MachineEvent>(&record);
-            if (event != nullptr && event->to.empty()) {
-                continue;
-            }
             const Kind kind = std::visit([](const auto& any) { return kindOf(any); }, record);
             const std::string what = std::visit([](const auto& any) { return textOf(any); }, record);
             text += row(threadNames[thread], threadColours[thread],

@@ -7,6 +7,7 @@ namespace deskphone {
 namespace {
 
 constexpr std::string_view LIST = "dumpStateMachines()\n";
+constexpr std::string_view REFUSED = "(): getCallRecordingUserControllable()==false, request IGNORED";
 constexpr std::string_view ENTRY = "\n\tstateMachines[";
 
 bool startsWith(std::string_view text, std::string_view start)
@@ -124,6 +125,11 @@ void MachineLog::read(std::string_view component, const std::string& text, Recor
     if (component == CONTROLLER) {
         if (startsWith(text, LIST)) {
             m_list = text;
+        } else if (const auto mode =
+                       enclosed(text, "getCallRecordingUserControllable(): m_recordingMode = ", "; inCall = ")) {
+            m_mode = *mode;
+        } else if (const std::string_view request = upTo(text, REFUSED); request.size() < text.size()) {
+            records.emplace_back(Refusal{std::string(request), m_operatedLines[thread].value_or(""), ""});
         } else {
             noteOperation(text, m_operatedLines[thread]);
         }

@@ -50,7 +50,14 @@ struct MachineEvent {
     std::string action;  // what the machine then ran
 };
 
-using Record = std::variant<Call, LogLine, MachineEvent>;
+/// A request that the controller does not carry out, because the mode leaves recording to it or to nobody.
+struct Refusal {
+    std::string request;
+    std::string line;
+    std::string mode;
+};
+
+using Record = std::variant<Call, LogLine, MachineEvent, Refusal>;
 
 /// The threads of a record: the one that played the command, the dispatcher's, and the worker's.
 enum RecordThread : std::size_t { CALLER, DISPATCHER, WORKER, NUMBER_OF_THREADS };

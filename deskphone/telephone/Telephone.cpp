@@ -83,6 +83,7 @@ Records Telephone::settle()
         machines();
         m_recorder.withMachineLog([&records](MachineLog& log) { log.nameLines(records); });
     }
+    addModes(records);
     return records;
 }
 
@@ -98,13 +99,33 @@ Status Telephone::status()
     return status;
 }
 
+/// Has all that the controller logs meanwhile read; the service runs. What was recorded and not taken is lost.
+template <typename Question>
+void Telephone::ask(Question question)
+{
+    const Recorder::Reading before = m_recorder.read(Recorder::Reading::LIST);
+    question(*controller());
+    m_recorder.read(before);
+    m_recorder.take();
+}
+
+/// A refusal's record does not tell the mode. The controller does, when it decides anew.
+void Telephone::addModes(Records& records)
+{
+    for (auto& ofThread : records) {
+        for (Record& record : ofThread) {
+            if (auto* const refusal = std::get_if<Refusal>(&record); refusal != nullptr && running()) {
+                ask([refusal](auto& controller) { controller.getCallRecordingUserControllable(refusal->line); });
+                refusal->mode = m_recorder.withMachineLog([](const MachineLog& log) { return log.mode(); });
+            }
+        }
+    }
+}
+
 /// As the controller lists them, the service running. What was recorded and not taken is lost.
 std::vector<Machine> Telephone::machines()
 {
-    const Recorder::Reading before = m_recorder.read(Recorder::Reading::LIST);
-    controller()->dumpStateMachines();
-    m_recorder.read(before);
-    m_recorder.take();
+    ask([](auto& controller) { controller.dumpStateMachines(); });
     return m_recorder.withMachineLog([](const MachineLog& log) { return log.listed(); });
 }
 

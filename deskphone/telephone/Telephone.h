@@ -82,7 +82,10 @@ public:
     MediaControl& mediaControl() { return m_mediaControl; }
 
 private:
+    template <typename Question>
+    void ask(Question question);
     std::vector<Machine> machines();
+    void addModes(Records& records);
 
     const Plugin m_plugin;
     Recorder m_recorder;
