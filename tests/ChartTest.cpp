@@ -1,4 +1,4 @@
-// What the program draws of a run, and the pictures in the README, which it must have drawn.
+// What the program draws of a run, and the pictures in docs/, which it must have drawn.
 
 #include <gmock/gmock.h>
 
@@ -33,13 +33,14 @@ struct Chart : ::testing::Test {
     std::string output;
 };
 
-TEST_F(Chart, PicturesOfTheReadmeAreUpToDate)
+TEST_F(Chart, PicturesInThePagesAreUpToDate)
 {
-    const std::string readme = contentOf(SCENARIOS.parent_path() / "README.md");
+    const fs::path pages = SCENARIOS.parent_path() / "docs";
     const std::string end = "<!-- end of picture -->\n";  // scripts/draw-pictures writes what stands before it
-    EXPECT_THAT(readme,
+    EXPECT_THAT(contentOf(pages / "architecture.md"),
                 HasSubstr("<!-- picture: state-machine -->\n```mermaid\n" + printed("--statechart") + "```\n" + end));
-    EXPECT_THAT(readme, HasSubstr("<!-- picture: recording -->\n" + charted("--log 2" + ONE_RECORDING) + end));
+    EXPECT_THAT(contentOf(pages / "recording.md"),
+                HasSubstr("<!-- picture: recording -->\n" + charted("--log 2" + ONE_RECORDING) + end));
 }
 
 TEST_F(Chart, LeavesTheOutputAsItIs)
