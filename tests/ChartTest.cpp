@@ -1,4 +1,4 @@
-// What the program draws of a run, and the pictures in docs/, which it must have drawn.
+// What the program draws of a run, and the pictures in the pages, which it must have drawn.
 
 #include <gmock/gmock.h>
 
@@ -35,12 +35,17 @@ struct Chart : ::testing::Test {
 
 TEST_F(Chart, PicturesInThePagesAreUpToDate)
 {
-    const fs::path pages = SCENARIOS.parent_path() / "docs";
+    const fs::path top = SCENARIOS.parent_path();
     const std::string end = "<!-- end of picture -->\n";  // scripts/draw-pictures writes what stands before it
-    EXPECT_THAT(contentOf(pages / "architecture.md"),
+    EXPECT_THAT(contentOf(top / "docs" / "architecture.md"),
                 HasSubstr("<!-- picture: state-machine -->\n```mermaid\n" + printed("--statechart") + "```\n" + end));
-    EXPECT_THAT(contentOf(pages / "recording.md"),
+    EXPECT_THAT(contentOf(top / "docs" / "recording.md"),
                 HasSubstr("<!-- picture: recording -->\n" + charted("--log 2" + ONE_RECORDING) + end));
+
+    const std::string whole = printed((SCENARIOS / "whole-recording.scenario").string());
+    const std::string step = whole.substr(whole.find("\n8 ") + 1);
+    EXPECT_THAT(contentOf(top / "README.md"),
+                HasSubstr("<!-- picture: step -->\n```text\n" + step.substr(0, step.find("\n9 ") + 1) + "```\n" + end));
 }
 
 TEST_F(Chart, LeavesTheOutputAsItIs)
