@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 #include "prompt/Conversation.h"
 #include "scenario/Commands.h"
@@ -13,6 +14,7 @@
 #include "scenario/ScenarioFile.h"
 #include "show/Chart.h"
 #include "show/Coverage.h"
+#include "show/Filter.h"
 #include "show/JsonShow.h"
 #include "show/Ladder.h"
 #include "show/StateChart.h"
@@ -25,11 +27,11 @@ namespace {
 
 using Shows = std::vector<std::unique_ptr<Show>>;
 
-std::unique_ptr<Show> showOnOutput(Form form)
+std::unique_ptr<Show> showOnOutput(const Options& options)
 {
     const Screen screen = standardOutput();
-    switch (form) {
-        case Form::JSON: return std::make_unique<JsonShow>(screen);
+    switch (options.form) {
+        case Form::JSON: return std::make_unique<JsonShow>(screen, options.states);
         case Form::LADDER: return std::make_unique<Ladder>(screen);
         case Form::STATE_CHART: return std::make_unique<StateChart>(screen);
         case Form::COVERAGE: return std::make_unique<Coverage>(screen);
@@ -43,8 +45,13 @@ Shows showsFor(const Options& options)
     if (!options.chart.empty()) {
         shows.push_back(std::make_unique<Chart>(options.chart));
     }
-    shows.push_back(showOnOutput(options.form));
-    return shows;
+    shows.push_back(showOnOutput(options));
+    if (options.selection.isAll()) {
+        return shows;
+    }
+    Shows filtered;
+    filtered.push_back(std::make_unique<Filter>(options.selection, std::move(shows)));
+    return filtered;
 }
 
 std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone)

@@ -2,9 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace deskphone {
@@ -18,6 +20,18 @@ std::string refusedChart(const std::string& file)
     return std::filesystem::path(file).extension() == ".scenario" ? file + " is a scenario; expected a file to write"
            : file.empty()                                         ? "expected a file to write"
                                                                   : "";
+}
+
+/// Reads A-B; false when it is none.
+bool readSteps(const std::string& text, Selection& selection)
+{
+    const char* const end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, selection.first);
+    if (first.ec != std::errc{} || first.ptr == end || *first.ptr != '-') {
+        return false;
+    }
+    const auto last = std::from_chars(first.ptr + 1, end, selection.last);
+    return last.ec == std::errc{} && last.ptr == end && selection.first >= 1 && selection.first <= selection.last;
 }
 
 void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
@@ -84,6 +98,25 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     app.add_option("--chart", options.chart, "Also write the run as sequence charts in Mermaid to this Markdown file")
         ->check(refusedChart)
         ->type_name("FILE");
+    app.add_flag("--states", options.states, "With --json: also what the lines' machines do and when the lamp changes")
+        ->needs(forms.front().first);
+    std::string steps;
+    std::vector<std::string> kinds;
+    for (CLI::Option* const option :
+         {app.add_option("--line", options.selection.lines,
+                         "Show only the steps that touch this line; may come again for others")
+              ->type_name("LINE")
+              ->allow_extra_args(false),
+          app.add_option("--steps", steps, "Show only the steps from A to B")->type_name("A-B"),
+          app.add_option(
+                 "--only", kinds,
+                 "Show only the steps with changes (of a state, the lamp or a told value) or with warnings; may "
+                 "come twice")
+              ->check(CLI::IsMember({"changes", "warnings"}))
+              ->option_text("changes|warnings")
+              ->allow_extra_args(false)}) {
+        option->excludes(forms.back().first);
+    }
     app.add_option("--plugin", options.plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
     std::string logLevel = std::to_string(options.logLevel);
     app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
@@ -103,6 +136,12 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     }
     for (const auto& [option, form] : forms) {
         options.form = option->count() > 0 ? form : options.form;
+    }
+    if (!steps.empty() && !readSteps(steps, options.selection)) {
+        throw std::runtime_error("--steps: expected A-B, the numbers of the first and the last step, not " + steps);
+    }
+    for (const std::string& kind : kinds) {
+        (kind == "changes" ? options.selection.changes : options.selection.warnings) = true;
     }
     checkCombination(options, scenarios);
     options.logLevel = std::stoi(logLevel);

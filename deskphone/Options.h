@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "show/Selection.h"
+
 namespace deskphone {
 
 /// What the standard output shows: every step in one of three forms, or, after the run, its picture or coverage.
@@ -11,6 +13,8 @@ enum class Form { TEXT, JSON, LADDER, STATE_CHART, COVERAGE };
 /// What the command line asks for.
 struct Options {
     Form form = Form::TEXT;
+    bool states = false;        // JSON also tells of machines and the lamp
+    Selection selection = {};   // of the steps, in every form
     std::string chart = {};     // the file for the sequence charts; empty: none
     std::string plugin = {};    // the file; empty: this program's own
     int logLevel = 3;           // at the beginning

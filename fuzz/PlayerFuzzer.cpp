@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Player player(telephone);
     std::ostringstream output;
     const Screen screen{output, true, 100};
-    JsonShow json(screen);
+    JsonShow json(screen, true);
     TextShow text(screen);
     Ladder ladder(screen);
     std::istringstream input(std::string(data, data + size));

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <regex>
 #include <string>
 
 #include "Program.h"
@@ -74,6 +75,100 @@ TEST(Show, IsPlainOnATerminalThatIsToHaveNoColours)
     EXPECT_TRUE(isColoured("-u NO_COLOR TERM=xterm"));
     EXPECT_FALSE(isColoured("NO_COLOR=1 TERM=xterm"));
     EXPECT_FALSE(isColoured("-u NO_COLOR TERM=dumb"));
+}
+
+const std::string TWO_LINES =
+    "log 3\n"
+    "setRecordingModeConfig allcalls\n"
+    "LMSCreateSession sip:1 7\n"
+    "LMSCreateSession sip:10 8\n"
+    "LMSEventAttached 2 5 8\n"
+    "LMSEventAttached 1 4 7\n"
+    "LMSEventAttached 3 4 7\n"
+    "getRecordingMode\n"
+    "setLineStatus sip:10 11\n"
+    "dataChangedEvent call-recording-active sip:1;true\n"
+    "LMSDestroySession 1\n"
+    "LMSDestroySession 1\n"
+    "stop\n"
+    "LMSDestroySession 1\n";
+
+/// The numbers of the steps that are shown.
+std::string stepsShown(const std::string& options, const std::string& input = TWO_LINES)
+{
+    const std::string output = shown("--json " + options, input);
+    const std::regex command("\\{\"step\":([0-9]+),\"command\"");
+    std::string numbers;
+    for (std::sregex_iterator found(output.begin(), output.end(), command), end; found != end; ++found) {
+        numbers += (numbers.empty() ? "" : " ") + (*found)[1].str();
+    }
+    return numbers;
+}
+
+TEST(Filter, ShowsTheStepsThatTouchALineWithTheNumbersThatTheyHave)
+{
+    EXPECT_EQ(stepsShown("--line sip:1"), "3 6 9 10 11 12");
+    EXPECT_EQ(stepsShown("--line sip:10"), "4 5 9");
+    EXPECT_EQ(stepsShown("--line sip:1 --line sip:10"), "3 4 5 6 9 10 11 12");
+    EXPECT_EQ(stepsShown("--line sip:2"), "");
+    EXPECT_EQ(stepsShown("--line sip:1", "handleMessage activateRecording:5:sip:1\nactivateRecording sip:2\n"), "1");
+    EXPECT_THAT(shown("--json --line sip:10", TWO_LINES), HasSubstr("\"call\":\"CSfi.attachRecSession\",\"args\":[2,"));
+}
+
+TEST(Filter, ShowsARangeOfSteps)
+{
+    EXPECT_EQ(stepsShown("--steps 5-8"), "5 6 7 8");
+    EXPECT_EQ(stepsShown("--steps 9-9 --line sip:1"), "9");
+    for (const std::string steps : {"4", "4-", "0-2", "4-3", "a-b", "1-2x"}) {
+        EXPECT_EQ(deskphone("--steps " + steps).status, 2) << steps;
+    }
+}
+
+TEST(Filter, ShowsStepsWithChangesOrWarnings)
+{
+    const std::string run =
+        "setRecordingModeConfig allcalls\n"  // told
+        "setRecordingModeConfig allcalls\n"
+        "LMSCreateSession sip:1 7\n"  // told, state, lamp
+        "LMSEventStreaming 1 2 7\n"
+        "LMSEventAttached 1 2 7\n"  // state
+        "LMSEventAttached 9 2 7\n"  // error
+        "LMSDestroySession 1\n"     // told, state, lamp
+        "stop\n";
+    EXPECT_EQ(stepsShown("--log 2 --only changes", run), "1 3 5 7");
+    EXPECT_EQ(stepsShown("--log 2 --only warnings", run), "6");
+    EXPECT_EQ(stepsShown("--log 2 --only warnings --only changes", run), "1 3 5 6 7");
+}
+
+TEST(Filter, LeavesTheFormsAwareOfWhatIsNotShown)
+{
+    const TemporaryFile chart;
+    const std::string run = "setRecordingModeConfig allcalls\nLMSCreateSession sip:1 7\nLMSEventAttached 1 2 7\n";
+    EXPECT_THAT(shown("--steps 3-3 --ladder --chart " + chart.name(), run), HasSubstr("┃\n"));
+    EXPECT_THAT(chart.content(), HasSubstr("before#58; lamp on, sip#58;1 ATTACH_REQUESTED\n    activate lamp\n"));
+}
+
+TEST(Json, TellsStatesAndTheLampInTheirPlace)
+{
+    const std::string run =
+        "log 0\nLMSCreateSession sip:1 7\nactivateRecording sip:1\nsetRecordingModeConfig manual\n"
+        "activateRecording sip:1\nLMSEventStreaming 1 2 7\n";
+    const std::string output = shown("--json --states", run);
+    EXPECT_THAT(output,
+                HasSubstr("\"sip:1;true\"]]]}\n"
+                          "{\"step\":5,\"thread\":\"caller\",\"call\":\"PhysicalInterfaceServiceIfc.setFPKLamp\","
+                          "\"args\":[56,3,5,0]}\n"
+                          "{\"step\":5,\"thread\":\"caller\",\"line\":\"sip:1\",\"event\":\"ACTIVATE\","
+                          "\"from\":\"IN_CALL\",\"to\":\"ATTACH_REQUESTED\"}\n"
+                          "{\"step\":5,\"thread\":\"worker\",\"call\":\"CSfi.attachRecSession\",\"args\":[1,\"\"]}\n"
+                          "{\"step\":5,\"lamp\":true}\n"
+                          "{\"step\":5,\"result\":null}\n"));
+    EXPECT_THAT(output, HasSubstr("\"event\":\"STREAM\",\"from\":\"ATTACH_REQUESTED\",\"to\":null}\n"
+                                  "{\"step\":6,\"result\":null}\n"));
+    EXPECT_EQ(
+        std::regex_replace(output, std::regex("\\{\"step\":[0-9]+,(\"lamp\"|\"thread\":\"[a-z]+\",\"line\").*\n"), ""),
+        shown("--json", run));
+    EXPECT_EQ(deskphone("--states").status, 2);
 }
 
 }  // namespace

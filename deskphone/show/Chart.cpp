@@ -23,6 +23,9 @@ constexpr std::size_t LONGEST_TEXT = 240;
 constexpr std::size_t COMMENTS_IN_A_NOTE = 10;
 constexpr std::size_t LONGEST_CHARACTER = 4;  // in bytes
 
+constexpr const char* ACTIVATE_LAMP = "    activate lamp\n";
+constexpr const char* DEACTIVATE_LAMP = "    deactivate lamp\n";
+
 // In a row: the columns from the first to the last one that take part, which are known when the chart is written.
 constexpr char ALL_COLUMNS = '\0';
 
@@ -96,8 +99,15 @@ void Chart::add(const Step& step)
 {
     if (m_rows >= ROWS_TO_READ) {
         cut();
-        m_firstStep = step.number;
     }
+    if (m_lampOn != step.lampWasOn) {  // it changed in steps that are not shown
+        if (m_rows > 0) {
+            addRow(step, step.lampWasOn ? ACTIVATE_LAMP : DEACTIVATE_LAMP);
+            m_takesPart[KEY_LAMP] = true;
+        }
+        m_lampOn = step.lampWasOn;
+    }
+    m_firstStep = m_rows == 0 ? step.number : m_firstStep;
     m_lastStep = step.number;
     m_thread = CALLER;
     addComments(step);
@@ -109,6 +119,20 @@ void Chart::add(const Step& step)
         m_states.clear();
     }
     write();
+}
+
+void Chart::passOver(const Step& step)
+{
+    for (const auto& ofThread : step.records) {
+        for (const Record& record : ofThread) {
+            if (const auto* const event = std::get_if<MachineEvent>(&record); event != nullptr && !event->to.empty()) {
+                m_states[event->line] = event->to;
+            }
+        }
+    }
+    if (!step.serviceRuns) {
+        m_states.clear();
+    }
 }
 
 void Chart::addRow(const Step& step, const std::string& row)
@@ -133,7 +157,7 @@ void Chart::begin(const Step& step)
         }
         addRow(step, note(ALL_COLUMNS, label(before, HEADING_WIDTH)));
         if (m_lampOn) {
-            addRow(step, "    activate lamp\n");
+            addRow(step, ACTIVATE_LAMP);
             m_takesPart[KEY_LAMP] = true;
         }
     }
@@ -185,7 +209,7 @@ void Chart::show(const Step& step, const Happening& happening)
             break;
         case Happening::LAMP_ON:
         case Happening::LAMP_OFF:
-            addRow(step, (m_lampOn ? "    deactivate lamp\n" : "    activate lamp\n") + note(from, text));
+            addRow(step, (m_lampOn ? DEACTIVATE_LAMP : ACTIVATE_LAMP) + note(from, text));
             m_lampOn = happening.kind == Happening::LAMP_ON;
             break;
         case Happening::ERROR: addRow(step, marked("255, 200, 200", note(from, text))); break;
@@ -230,7 +254,7 @@ std::string Chart::drawn() const
         text += all;
         from = place + 1;
     }
-    return text + (m_lampOn ? "    deactivate lamp\n" : "");
+    return text + (m_lampOn ? DEACTIVATE_LAMP : "");
 }
 
 void Chart::write()

@@ -21,6 +21,7 @@ public:
     explicit Chart(const std::string& file);
 
     void add(const Step& step) override;
+    void passOver(const Step& step) override;
 
 private:
     void addRow(const Step& step, const std::string& row);

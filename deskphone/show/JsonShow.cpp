@@ -46,11 +46,20 @@ void JsonShow::add(const Step& step)
                 object["component"] = log->component;
                 object["source"] = log->source;
                 object["text"] = log->text;
+            } else if (const auto* const event = std::get_if<MachineEvent>(&record);
+                       event != nullptr && m_showsStates) {
+                object["line"] = event->line;
+                object["event"] = event->event;
+                object["from"] = event->from;
+                object["to"] = event->to.empty() ? Json() : Json(event->to);
             } else {
-                continue;  // the form is fixed, without the machines' events
+                continue;  // what the default form, which is fixed, does not tell
             }
             text += line(object);
         }
+    }
+    if (const bool lampIsOn = lampIsOnAfter(step); m_showsStates && lampIsOn != step.lampWasOn) {
+        text += line({{"step", step.number}, {"lamp", lampIsOn}});
     }
     m_screen.print(text + line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}}));
 }

@@ -5,16 +5,17 @@
 
 namespace deskphone {
 
-/// For programs: one JSON object a line.
+/// For programs: one JSON object a line. What the machines do and changes of the lamp are told only when asked for.
 class JsonShow : public Show {
 public:
-    explicit JsonShow(const Screen& screen) : m_screen(screen) {}
+    JsonShow(const Screen& screen, bool showsStates) : m_screen(screen), m_showsStates(showsStates) {}
 
     void add(const Step& step) override;
-    bool showsMachines() const override { return false; }
+    bool showsMachines() const override { return m_showsStates; }
 
 private:
     const Screen m_screen;
+    const bool m_showsStates;
 };
 
 }  // namespace deskphone

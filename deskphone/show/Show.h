@@ -12,6 +12,8 @@ public:
 
     /// The next step, as soon as it is finished.
     virtual void add(const Step& step) = 0;
+    /// A step that was played but is not to be shown; its follow-ups may be.
+    virtual void passOver(const Step& /*step*/) {}
     /// The run has come to its end. Not called for a run that was broken off.
     virtual void finish() {}
     /// Whether it shows what the machines do: if no show does, that is not read from the plug-in's log.
