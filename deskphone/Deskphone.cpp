@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <system_error>
@@ -17,6 +18,7 @@
 #include "show/Filter.h"
 #include "show/JsonShow.h"
 #include "show/Ladder.h"
+#include "show/Picture.h"
 #include "show/StateChart.h"
 #include "show/TextShow.h"
 #include "telephone/Telephone.h"
@@ -43,9 +45,15 @@ Shows showsFor(const Options& options)
 {
     Shows shows;
     if (!options.chart.empty()) {
-        shows.push_back(std::make_unique<Chart>(options.chart));
+        if (std::filesystem::path(options.chart).extension() == ".svg") {
+            shows.push_back(std::make_unique<Picture>(options.chart, std::cerr));
+        } else {
+            shows.push_back(std::make_unique<Chart>(options.chart));
+        }
     }
-    shows.push_back(showOnOutput(options));
+    if (options.chart != "-") {
+        shows.push_back(showOnOutput(options));
+    }
     if (options.selection.isAll()) {
         return shows;
     }
@@ -143,10 +151,8 @@ int runDeskphone(const Options& options, const Plugin& plugin)
     for (const auto& scenarios : options.runs) {
         status = std::max(status, Run(plugin, options.logLevel, shows, toldOfSilence).play(scenarios));
     }
-    if (status == 0) {
-        for (const auto& show : shows) {
-            show->finish();
-        }
+    for (const auto& show : shows) {
+        status == 0 ? show->finish() : show->breakOff();
     }
     return status;
 }

@@ -36,7 +36,10 @@ bool readSteps(const std::string& text, Selection& selection)
 
 void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
 {
-    if (std::find(scenarios.begin(), scenarios.end(), options.chart) != scenarios.end()) {
+    if (options.chart == "-" && options.form != Form::TEXT) {
+        throw std::runtime_error("--chart - is the standard output: expected no other form");
+    }
+    if (options.chart != "-" && std::find(scenarios.begin(), scenarios.end(), options.chart) != scenarios.end()) {
         throw std::runtime_error("--chart would overwrite the scenario " + options.chart);
     }
     if (!options.chart.empty() &&
@@ -95,7 +98,10 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
             }
         }
     }
-    app.add_option("--chart", options.chart, "Also write the run as sequence charts in Mermaid to this Markdown file")
+    app.add_option(
+           "--chart", options.chart,
+           "Also write the run as sequence charts in Mermaid to this Markdown file, or, for a name in .svg, as a picture; "
+           "- prints the charts instead of the text")
         ->check(refusedChart)
         ->type_name("FILE");
     app.add_flag("--states", options.states, "With --json: also what the lines' machines do and when the lamp changes")

@@ -15,7 +15,7 @@ struct Options {
     Form form = Form::TEXT;
     bool states = false;        // JSON also tells of machines and the lamp
     Selection selection = {};   // of the steps, in every form
-    std::string chart = {};     // the file for the sequence charts; empty: none
+    std::string chart = {};     // the file for the sequence charts, "-" the output; empty: none
     std::string plugin = {};    // the file; empty: this program's own
     int logLevel = 3;           // at the beginning
     bool listCommands = false;  // instead of playing

@@ -10,8 +10,10 @@
 namespace {
 
 using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 std::string shown(const std::string& options, const std::string& input)
 {
@@ -146,6 +148,104 @@ TEST(Filter, LeavesTheFormsAwareOfWhatIsNotShown)
     const std::string run = "setRecordingModeConfig allcalls\nLMSCreateSession sip:1 7\nLMSEventAttached 1 2 7\n";
     EXPECT_THAT(shown("--steps 3-3 --ladder --chart " + chart.name(), run), HasSubstr("┃\n"));
     EXPECT_THAT(chart.content(), HasSubstr("before#58; lamp on, sip#58;1 ATTACH_REQUESTED\n    activate lamp\n"));
+}
+
+struct Picture : ::testing::Test {
+    Picture() { fs::create_directory(folder); }
+    ~Picture() override { fs::remove_all(folder); }
+
+    std::string drawn(const std::string& input, int picture = 1)
+    {
+        run = deskphone("--log 0 --chart " + (folder / "run.svg").string(), input);
+        return picture == 1 ? contentOf(folder / "run.svg")
+                            : contentOf(folder / ("run-" + std::to_string(picture) + ".svg"));
+    }
+
+    const TemporaryFile name;
+    const fs::path folder = name.name() + ".d";
+    Played run;
+};
+
+TEST_F(Picture, DrawsWhatTheLadderShowsAndEscapesIt)
+{
+    const std::string picture = drawn(
+        "setRecordingModeConfig manual # <&>\n"
+        "activateRecording \"<&>\xfc\x01\xef\xbf\xbf\xc3\xa4\"\n"
+        "LMSEventStreaming 1 2 7\n"
+        "setRecordingModeConfig disabled\n"
+        "deactivateRecording a\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "");
+    for (const std::string text :
+         {"&lt;&amp;&gt;", "5 deactivateRecording a", "publishData([call-recording-mode = manual])", "true", "lamp on",
+          "2 activateRecording \"&lt;&amp;&gt;\uFFFD\\x01\uFFFDä\"",
+          "\"&lt;&amp;&gt;\uFFFD\\x01\uFFFDä\": IDLE → ACTIVATED (ACTIVATE)",
+          "refused  deactivateRecording: not in the mode \"disabled\""}) {
+        EXPECT_THAT(picture, HasSubstr(">" + text + "</text>\n"));
+    }
+    EXPECT_THAT(picture, HasSubstr("class=\"lit\""));
+    EXPECT_THAT(picture, HasSubstr("prefers-color-scheme"));
+}
+
+TEST_F(Picture, IsWholeWhenTheRunIsBrokenOff)
+{
+    const std::string picture = drawn("setRecordingModeConfig allcalls\nLMSCreateSession sip:1 7\nno-command\n");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(picture, HasSubstr(">sip:1: ACTIVATED → ATTACH_REQUESTED (IN_CALL)</text>\n"));
+    EXPECT_THAT(picture, EndsWith("</svg>\n"));
+    std::smatch height;
+    ASSERT_TRUE(
+        std::regex_search(picture, height, std::regex("^<svg [^>]* height=\"([0-9]+)\"[^>]* viewBox=\"0 0 900 \\1\"")));
+    const std::string rest = height.suffix();
+    const std::regex row(" y=\"([0-9]+)\"");
+    for (std::sregex_iterator place(rest.begin(), rest.end(), row), end; place != end; ++place) {
+        EXPECT_LT(std::stoi((*place)[1]), std::stoi(height[1]));
+    }
+}
+
+TEST_F(Picture, OfALongRunGoesOnInFurtherFilesUpToALimitWithAWord)
+{
+    std::string calls = "setRecordingModeConfig allcalls\nLMSCreateSession sip:1 7\n";
+    for (int i = 0; i < 200; ++i) {
+        calls += "LMSEventAttached 1 2 7\nLMSEventNotStreaming 1\n";
+    }
+    const std::string second = drawn(calls, 2);
+    std::smatch follows;
+    const std::string first = contentOf(folder / "run.svg");
+    ASSERT_TRUE(
+        std::regex_search(first, follows, std::regex(">Steps 1 to ([0-9]+)\\. Step ([0-9]+) follows in run-2.svg<")));
+    EXPECT_EQ(std::stoi(follows[1]) + 1, std::stoi(follows[2]));
+    EXPECT_THAT(second, HasSubstr(">before: lamp on, sip:1 "));
+    EXPECT_THAT(second, HasSubstr(">" + follows[2].str() + " LMSEvent"));
+    EXPECT_THAT(run.errors, AllOf(HasSubstr("run.svg holds the steps to " + follows[1].str()), HasSubstr("run-2.svg")));
+    EXPECT_THAT(run.errors, Not(HasSubstr("not drawn")));
+
+    for (int i = 0; i < 2000; ++i) {
+        calls += "LMSEventAttached 1 2 7\nLMSEventNotStreaming 1\n";
+    }
+    EXPECT_THAT(drawn(calls, 20), HasSubstr("What follows is not drawn; --steps"));
+    EXPECT_THAT(run.errors, HasSubstr("is not drawn; --steps"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 20);
+}
+
+TEST(Show, DrawsChartsOnTheOutputInsteadOfTheText)
+{
+    const std::string run = "log 0\nreset\n";
+    const std::string chart = shown("--chart -", run);
+    EXPECT_THAT(chart,
+                AllOf(StartsWith("```mermaid\n"), HasSubstr("1 log 0\n"), HasSubstr("2 reset\n"), EndsWith("```\n")));
+    const Played brokenOff = deskphone("--chart -", run + "no-command\n");
+    EXPECT_EQ(brokenOff.status, 2);
+    EXPECT_EQ(brokenOff.output, chart);
+    EXPECT_EQ(deskphone("--json --chart -", run).status, 2);
+
+    std::string longRun;
+    for (int i = 0; i < 30; ++i) {
+        longRun += run;
+    }
+    const TemporaryFile file;
+    shown("--chart " + file.name(), longRun);
+    EXPECT_EQ(shown("--chart -", longRun), file.content());
 }
 
 TEST(Json, TellsStatesAndTheLampInTheirPlace)

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <iostream>
 #include <system_error>
 
 #include "scenario/Words.h"
@@ -21,7 +22,6 @@ constexpr std::size_t NOTE_WIDTH = 60;
 constexpr std::size_t HEADING_WIDTH = 84;
 constexpr std::size_t LONGEST_TEXT = 240;
 constexpr std::size_t COMMENTS_IN_A_NOTE = 10;
-constexpr std::size_t LONGEST_CHARACTER = 4;  // in bytes
 
 constexpr const char* ACTIVATE_LAMP = "    activate lamp\n";
 constexpr const char* DEACTIVATE_LAMP = "    deactivate lamp\n";
@@ -90,9 +90,12 @@ std::string marked(const std::string& colour, const std::string& row)
 
 }  // namespace
 
-Chart::Chart(const std::string& file) : m_name(file), m_file(file, std::ios::trunc)
+Chart::Chart(const std::string& file) : m_name(file)
 {
-    write();
+    if (!isOnOutput()) {
+        m_file.open(file, std::ios::trunc);
+        write();
+    }
 }
 
 void Chart::add(const Step& step)
@@ -115,23 +118,16 @@ void Chart::add(const Step& step)
     for (const Happening& happening : happenings(step)) {
         show(step, happening);
     }
-    if (!step.serviceRuns) {
-        m_states.clear();
+    m_situation.endStep(step);
+    if (!isOnOutput()) {
+        write();
     }
-    write();
 }
 
-void Chart::passOver(const Step& step)
+void Chart::finish()
 {
-    for (const auto& ofThread : step.records) {
-        for (const Record& record : ofThread) {
-            if (const auto* const event = std::get_if<MachineEvent>(&record); event != nullptr && !event->to.empty()) {
-                m_states[event->line] = event->to;
-            }
-        }
-    }
-    if (!step.serviceRuns) {
-        m_states.clear();
+    if (isOnOutput()) {
+        write();
     }
 }
 
@@ -149,12 +145,10 @@ void Chart::addRow(const Step& step, const std::string& row)
 /// A chart begins with what holds then.
 void Chart::begin(const Step& step)
 {
-    if (m_rows == 0 && (m_lampOn || !m_states.empty())) {
-        std::string before = m_lampOn ? "before: lamp on" : "before: lamp off";
-        for (auto state = m_states.begin();
-             state != m_states.end() && before.size() <= LONGEST_CHARACTER * LONGEST_TEXT; ++state) {
-            before += ", " + asWord(state->first) + ' ' + state->second;
-        }
+    if (m_rows > 0) {
+        return;
+    }
+    if (const std::string before = m_situation.text(m_lampOn, LONGEST_TEXT); !before.empty()) {
         addRow(step, note(ALL_COLUMNS, label(before, HEADING_WIDTH)));
         if (m_lampOn) {
             addRow(step, ACTIVATE_LAMP);
@@ -205,7 +199,7 @@ void Chart::show(const Step& step, const Happening& happening)
             break;
         case Happening::STATE:
             addRow(step, marked("215, 240, 215", note(from, text)));
-            m_states[happening.event->line] = happening.event->to;
+            m_situation.add(*happening.event);
             break;
         case Happening::LAMP_ON:
         case Happening::LAMP_OFF:
@@ -226,7 +220,7 @@ void Chart::cut()
 {
     m_title = "## Steps ";
     write();
-    m_start = m_file.tellp();
+    m_start = isOnOutput() ? std::streampos() : m_file.tellp();
     m_body.clear();
     m_rows = 0;
     m_takesPart = {};
@@ -264,9 +258,12 @@ void Chart::write()
         text = m_title + std::to_string(m_firstStep) + " to " + std::to_string(m_lastStep) + "\n\n";
     }
     text += "```mermaid\n" + drawn() + "```\n" + (m_title.empty() ? "" : "\n");
-    m_file.seekp(m_start);
-    m_file << text << std::flush;
-    if (!m_file) {
+    std::ostream& output = isOnOutput() ? std::cout : m_file;
+    if (!isOnOutput()) {
+        m_file.seekp(m_start);
+    }
+    output << text << std::flush;
+    if (!output) {
         throw std::system_error(errno, std::generic_category(), m_name);
     }
 }

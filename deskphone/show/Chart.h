@@ -2,26 +2,30 @@
 
 #include <array>
 #include <fstream>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "show/Sequence.h"
 #include "show/Show.h"
+#include "show/Situation.h"
 
 namespace deskphone {
 
-/// Writes a run as Mermaid sequence charts into a Markdown file, up to date after every step.
+/// Writes a run as Mermaid sequence charts into a Markdown file, up to date after every step, or to the standard
+/// output, chart by chart.
 ///
 /// A run of many steps is cut into several charts: between two steps where a chart has become long enough to be read at
 /// once, and within a step where the usual viewers would refuse to draw it. Each chart begins with what holds then.
 class Chart : public Show {
 public:
-    /// Empties the file. Throws std::system_error, as add() does, when it cannot be written.
+    /// "-" is the standard output; a file is emptied. Throws std::system_error, as add() does, when it cannot be
+    /// written.
     explicit Chart(const std::string& file);
 
     void add(const Step& step) override;
-    void passOver(const Step& step) override;
+    void passOver(const Step& step) override { m_situation.add(step); }
+    void finish() override;
+    void breakOff() override { finish(); }
 
 private:
     void addRow(const Step& step, const std::string& row);
@@ -30,6 +34,7 @@ private:
     void addHeading(const Step& step, const std::string& text);
     void show(const Step& step, const Happening& happening);
     void cut();
+    bool isOnOutput() const { return m_name == "-"; }
     std::string drawn() const;
     void write();
 
@@ -44,7 +49,7 @@ private:
     std::array<bool, NUMBER_OF_PARTIES> m_takesPart{};
     RecordThread m_thread = CALLER;  // of the last row
     bool m_lampOn = false;
-    std::map<std::string, std::string> m_states;  // of the lines' machines
+    Situation m_situation;
 };
 
 }  // namespace deskphone

@@ -75,6 +75,13 @@ void Filter::finish()
     }
 }
 
+void Filter::breakOff()
+{
+    for (const auto& show : m_shows) {
+        show->breakOff();
+    }
+}
+
 /// Which line a step touches, and what it changes, is also told by the machines.
 bool Filter::showsMachines() const
 {

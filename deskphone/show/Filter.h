@@ -19,6 +19,7 @@ public:
     void add(const Step& step) override;
     void passOver(const Step& step) override;
     void finish() override;
+    void breakOff() override;
     bool showsMachines() const override;
 
 private:

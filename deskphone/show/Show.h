@@ -16,6 +16,8 @@ public:
     virtual void passOver(const Step& /*step*/) {}
     /// The run has come to its end. Not called for a run that was broken off.
     virtual void finish() {}
+    /// The run was broken off. What is made of each step as it comes, or of several, is to stand.
+    virtual void breakOff() {}
     /// Whether it shows what the machines do: if no show does, that is not read from the plug-in's log.
     virtual bool showsMachines() const { return true; }
 };
