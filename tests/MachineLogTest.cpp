@@ -79,6 +79,19 @@ TEST_F(MachineLogTest, ReadsAnEventThatIsIgnored)
     EXPECT_EQ(events()[1].to, "");
 }
 
+TEST_F(MachineLogTest, ReadsARefusalAndTheModeOfTheDecision)
+{
+    const std::string ignored = "(): getCallRecordingUserControllable()==false, request IGNORED";
+    controllerLogs("activateRecording(lineURI=a" + ignored + ")");
+    controllerLogs("getCallRecordingUserControllable(): m_recordingMode = x; inCall = y; inCall = 0");
+    controllerLogs("deactivateRecording" + ignored);
+    ASSERT_EQ(records[CALLER].size(), 1U);
+    const Refusal refusal = std::get<Refusal>(records[CALLER].front());
+    EXPECT_EQ(refusal.request, "deactivateRecording");
+    EXPECT_EQ(refusal.line, "a" + ignored);
+    EXPECT_EQ(log.mode(), "x; inCall = y");
+}
+
 TEST_F(MachineLogTest, TellsALineFromTheOperationThatMakesItsMachine)
 {
     controllerLogs("LMSCreateSession(lineURI=a, callID=8), callID=-7)");

@@ -128,7 +128,8 @@ void MachineLog::read(std::string_view component, const std::string& text, Recor
         } else if (const auto mode =
                        enclosed(text, "getCallRecordingUserControllable(): m_recordingMode = ", "; inCall = ")) {
             m_mode = *mode;
-        } else if (const std::string_view request = upTo(text, REFUSED); request.size() < text.size()) {
+        } else if (const std::string_view request = upTo(text, "(");
+                   std::string_view(text).substr(request.size()) == REFUSED) {
             records.emplace_back(Refusal{std::string(request), m_operatedLines[thread].value_or(""), ""});
         } else {
             noteOperation(text, m_operatedLines[thread]);
