@@ -228,6 +228,24 @@ TEST_F(Picture, OfALongRunGoesOnInFurtherFilesUpToALimitWithAWord)
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 20);
 }
 
+TEST_F(Picture, AndChartsBeginWithoutTheLinesOfAServiceThatIsGone)
+{
+    std::string commands = "LMSCreateSession sip:1 7\nstop\n";
+    for (int i = 0; i < 700; ++i) {
+        commands += "reset\n";
+    }
+    EXPECT_THAT(drawn(commands, 2), AllOf(HasSubstr(" reset<"), Not(HasSubstr("sip:1"))));
+    const std::string chart = shown("--chart -", commands);
+    EXPECT_THAT(chart.substr(chart.find("## Steps", 1)), Not(HasSubstr("before")));
+}
+
+TEST(Show, EndsWithARunThatIsBrokenOff)
+{
+    EXPECT_EQ(deskphone("--statechart -", "no-command\n").output, "");
+    EXPECT_THAT(deskphone("--statechart --steps 1-1 -", "reset\n").output, StartsWith("stateDiagram"));
+    EXPECT_THAT(deskphone("--chart - --steps 2-2", "reset\nreset\nno-command\n").output, HasSubstr(" 2 reset\n"));
+}
+
 TEST(Show, DrawsChartsOnTheOutputInsteadOfTheText)
 {
     const std::string run = "log 0\nreset\n";
