@@ -1,11 +1,16 @@
 #include "Deskphone.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -13,7 +18,9 @@
 #include "scenario/Commands.h"
 #include "scenario/Player.h"
 #include "scenario/ScenarioFile.h"
+#include "scenario/WholeFile.h"
 #include "show/Chart.h"
+#include "show/Comparison.h"
 #include "show/Coverage.h"
 #include "show/Filter.h"
 #include "show/JsonShow.h"
@@ -137,6 +144,92 @@ private:
     bool& m_toldOfSilence;
 };
 
+constexpr const char* BROKEN_OFF = "broken off  ";
+
+/// Plays each scenario by itself and holds its output against what is expected of it, or accepts it as that.
+class Proving {
+public:
+    Proving(const Options& options, const Plugin& plugin) : m_options(options), m_plugin(plugin) {}
+
+    /// Returns the exit status.
+    int prove()
+    {
+        int status = 0;
+        std::size_t agreeing = 0;
+        for (const auto& scenarios : m_options.runs) {
+            const int one = inAProcessOfItsOwn(scenarios.front());
+            agreeing += one == 0 ? 1 : 0;
+            status = std::max(status, one);
+        }
+        if (m_options.proof == Proof::CHECK && m_options.runs.size() > 1) {
+            m_screen.print(std::to_string(agreeing) + " of " + std::to_string(m_options.runs.size()) + " agree\n");
+        }
+        return status;
+    }
+
+private:
+    /// The plug-in's worker outlives the telephone, and does nothing for the next one of the same process.
+    int inAProcessOfItsOwn(const std::string& scenario)
+    {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            int status = 2;
+            try {
+                status = prove(scenario);
+            } catch (const std::exception& failure) {
+                std::cerr << "deskphone: " << failure.what() << std::endl;
+            }
+            ::_exit(status);
+        }
+        int status = 0;
+        if (child < 0 || ::waitpid(child, &status, 0) < 0) {
+            throw std::system_error(errno, std::generic_category(), scenario);
+        }
+        if (!WIFEXITED(status)) {
+            m_screen.print(BROKEN_OFF + scenario + '\n');
+            return 2;
+        }
+        return WEXITSTATUS(status);
+    }
+
+    int prove(const std::string& scenario)
+    {
+        const std::filesystem::path path(scenario);
+        const std::string file =
+            (path.extension() == ".scenario" ? (path.parent_path() / path.stem()).string() : scenario) + ".expected";
+        const bool accepts = m_options.proof == Proof::ACCEPT;
+        const bool isNew = !std::filesystem::exists(file);
+        if (isNew && !accepts && std::filesystem::exists(scenario)) {
+            throw std::runtime_error(file + " is missing; --accept writes it");
+        }
+        const std::string expected = isNew ? "" : readFile(file);
+        bool toldOfSilence = false;
+        Shows shows;
+        shows.push_back(std::make_unique<Comparison>(expected.empty() ? m_options.form == Form::JSON : isJson(expected),
+                                                     m_options.states));
+        const auto& comparison = static_cast<const Comparison&>(*shows.front());
+        const int status = Run(m_plugin, m_options.logLevel, shows, toldOfSilence).play({scenario});
+        if (status != 0) {
+            m_screen.print(BROKEN_OFF + scenario + '\n');
+        } else if (accepts) {
+            const bool changes = isNew || comparison.text() != expected;
+            if (changes) {
+                replaceFile(file, comparison.text());
+            }
+            m_screen.print((changes ? "written    " : "unchanged  ") + file + '\n');
+        } else {
+            const std::string differences = comparison.differences(expected, m_screen);
+            m_screen.print((differences.empty() ? "agrees   " : "differs  ") + scenario + '\n' + differences);
+            return differences.empty() ? 0 : 1;
+        }
+        return status;
+    }
+
+    const Options& m_options;
+    const Plugin& m_plugin;
+    const Screen m_screen = standardOutput();
+};
+
 }  // namespace
 
 int runDeskphone(const Options& options, const Plugin& plugin)
@@ -144,6 +237,9 @@ int runDeskphone(const Options& options, const Plugin& plugin)
     if (options.listCommands) {
         std::cout << listOfCommands() << std::flush;
         return 0;
+    }
+    if (options.proof != Proof::NONE) {
+        return Proving(options, plugin).prove();
     }
     const Shows shows = showsFor(options);
     int status = 0;

@@ -36,6 +36,15 @@ bool readSteps(const std::string& text, Selection& selection)
 
 void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
 {
+    if (options.proof != Proof::NONE &&
+        (scenarios.empty() || std::find(scenarios.begin(), scenarios.end(), "-") != scenarios.end())) {
+        throw std::runtime_error("--check and --accept: expected SCENARIO files");
+    }
+    if (options.proof != Proof::NONE && ((options.form != Form::TEXT && options.form != Form::JSON) ||
+                                         !options.chart.empty() || !options.selection.isAll())) {
+        throw std::runtime_error(
+            "--check and --accept take the whole text or --json: expected no other form and no part");
+    }
     if (options.chart == "-" && options.form != Form::TEXT) {
         throw std::runtime_error("--chart - is the standard output: expected no other form");
     }
@@ -49,13 +58,14 @@ void checkCombination(const Options& options, const std::vector<std::string>& sc
     }
 }
 
-std::vector<std::vector<std::string>> runsOf(const std::vector<std::string>& scenarios, Form form)
+std::vector<std::vector<std::string>> runsOf(const std::vector<std::string>& scenarios, const Options& options)
 {
+    const Form form = options.form;
     if (scenarios.empty()) {
         return form == Form::STATE_CHART ? std::vector<std::vector<std::string>>{}
                                          : std::vector<std::vector<std::string>>{{"-"}};
     }
-    if (form != Form::COVERAGE) {
+    if (form != Form::COVERAGE && options.proof == Proof::NONE) {
         return {scenarios};
     }
     // Each as if it were alone, so that any set can be asked about.
@@ -106,6 +116,11 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         ->type_name("FILE");
     app.add_flag("--states", options.states, "With --json: also what the lines' machines do and when the lamp changes")
         ->needs(forms.front().first);
+    CLI::Option* const check = app.add_flag(
+        "--check", "Play each SCENARIO on a telephone of its own and compare its output with NAME.expected beside it");
+    CLI::Option* const accept =
+        app.add_flag("--accept", "Write these files from the output of the SCENARIOs that are played to the end")
+            ->excludes(check);
     std::string steps;
     std::vector<std::string> kinds;
     for (CLI::Option* const option :
@@ -143,6 +158,7 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     for (const auto& [option, form] : forms) {
         options.form = option->count() > 0 ? form : options.form;
     }
+    options.proof = check->count() > 0 ? Proof::CHECK : accept->count() > 0 ? Proof::ACCEPT : Proof::NONE;
     if (!steps.empty() && !readSteps(steps, options.selection)) {
         throw std::runtime_error("--steps: expected A-B, the numbers of the first and the last step, not " + steps);
     }
@@ -151,7 +167,7 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     }
     checkCombination(options, scenarios);
     options.logLevel = std::stoi(logLevel);
-    options.runs = runsOf(scenarios, options.form);
+    options.runs = runsOf(scenarios, options);
     return true;
 }
 

@@ -10,11 +10,15 @@ namespace deskphone {
 /// What the standard output shows: every step in one of three forms, or, after the run, its picture or coverage.
 enum class Form { TEXT, JSON, LADDER, STATE_CHART, COVERAGE };
 
+/// Whether the output is held against what is expected of each scenario, or accepted as that.
+enum class Proof { NONE, CHECK, ACCEPT };
+
 /// What the command line asks for.
 struct Options {
     Form form = Form::TEXT;
-    bool states = false;        // JSON also tells of machines and the lamp
-    Selection selection = {};   // of the steps, in every form
+    bool states = false;       // JSON also tells of machines and the lamp
+    Selection selection = {};  // of the steps, in every form
+    Proof proof = Proof::NONE;
     std::string chart = {};     // the file for the sequence charts, "-" the output; empty: none
     std::string plugin = {};    // the file; empty: this program's own
     int logLevel = 3;           // at the beginning

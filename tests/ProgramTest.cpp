@@ -14,35 +14,6 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-std::vector<std::string> storyNames()
-{
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(SCENARIOS)) {
-        if (entry.path().extension() == ".scenario") {
-            names.push_back(entry.path().stem().string());
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-class Story : public ::testing::TestWithParam<std::string> {};
-
-TEST_P(Story, GivesTheOutputBesideIt)
-{
-    const fs::path story = SCENARIOS / GetParam();
-    const Played run = deskphone("--json " + story.string() + ".scenario");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.errors, "");
-    EXPECT_EQ(withoutAddresses(run.output), contentOf(story.string() + ".expected"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Scenarios, Story, ::testing::ValuesIn(storyNames()), [](const auto& parameter) {
-    std::string name = parameter.param;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-});
-
 TEST(Program, PrintsForPeopleWithoutJson)
 {
     const Played run = deskphone("--log 2", "setRecordingModeConfig allcalls\nlog 5\nLMSDestroySession 7 # unknown\n");

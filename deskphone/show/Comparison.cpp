@@ -1,0 +1,219 @@
+#include "show/Comparison.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "show/Alignment.h"
+#include "show/JsonShow.h"
+#include "show/TextShow.h"
+
+namespace deskphone {
+
+namespace {
+
+constexpr const char* RED = "31";
+constexpr const char* GREEN = "32";
+constexpr std::string_view JSON_STEP = "{\"step\":";
+constexpr std::string_view JSON_COMMAND = ",\"command\":";
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+std::string withoutAddresses(const std::string& text)
+{
+    std::string result;
+    std::size_t done = 0;
+    for (std::size_t at = 0; (at = text.find("0x", at)) != std::string::npos;) {
+        at += 2;
+        const std::size_t end = std::min(text.find_first_not_of("0123456789abcdef", at), text.size());
+        if (end > at) {
+            result.append(text, done, at - done).append("ADDRESS");
+            done = at = end;
+        }
+    }
+    return result.append(text, done);
+}
+
+/// What follows the step's number; the whole line where there is none.
+std::string_view withoutNumber(std::string_view line)
+{
+    std::string_view rest = line;
+    if (rest.substr(0, JSON_STEP.size()) == JSON_STEP) {
+        rest.remove_prefix(JSON_STEP.size());
+    }
+    while (!rest.empty() && isDigit(rest.front())) {
+        rest.remove_prefix(1);
+    }
+    return rest;
+}
+
+/// The line with a step's command.
+bool isHeading(std::string_view line)
+{
+    return line.front() == '{' ? withoutNumber(line).substr(0, JSON_COMMAND.size()) == JSON_COMMAND
+                               : isDigit(line.front());
+}
+
+template <typename Use>
+void forEachLine(std::string_view text, Use use)
+{
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+        use(text.substr(0, end));
+        text.remove_prefix(end);
+    }
+}
+
+/// The text of a step. Views lie in the text that it was taken from.
+struct Part {
+    Keys lines = {};       // the heading first; without comments, which decide nothing
+    std::string key = {};  // all that counts of it
+};
+
+std::vector<Part> partsOf(std::string_view text)
+{
+    std::vector<Part> parts;
+    forEachLine(text, [&parts](std::string_view line) {
+        if (line.front() == '#') {
+            return;
+        }
+        if (parts.empty() || isHeading(line)) {
+            parts.emplace_back();
+        }
+        parts.back().lines.push_back(line);
+        parts.back().key += withoutNumber(line);
+    });
+    return parts;
+}
+
+Keys keysOf(const std::vector<Part>& parts)
+{
+    Keys keys;
+    keys.reserve(parts.size());
+    std::transform(parts.begin(), parts.end(), std::back_inserter(keys),
+                   [](const Part& part) { return std::string_view(part.key); });
+    return keys;
+}
+
+/// Puts together what differs.
+class Report {
+public:
+    explicit Report(const Screen& screen) : m_screen(screen) {}
+
+    void addExpected(std::string_view line) { add("    - ", line, RED); }
+    void addPrinted(std::string_view line) { add("    + ", line, GREEN); }
+    void addHeading(std::string_view line) { add("  ", line, ""); }
+
+    std::string take() { return std::move(m_text); }
+
+private:
+    void add(const char* sign, std::string_view line, const char* colour)
+    {
+        line.remove_suffix(!line.empty() && line.back() == '\n' ? 1 : 0);
+        m_text += m_screen.painted(sign + std::string(line), colour) + '\n';
+    }
+
+    const Screen& m_screen;
+    std::string m_text;
+};
+
+Keys linesWithoutNumbers(const Part& part)
+{
+    Keys keys;
+    keys.reserve(part.lines.size());
+    std::transform(part.lines.begin(), part.lines.end(), std::back_inserter(keys), withoutNumber);
+    return keys;
+}
+
+/// Tells what differs in a step that stands in both.
+void compare(const Part& expected, const Part& printed, Report& report)
+{
+    report.addHeading(printed.lines.front());
+    for (const Aligned& line : align(linesWithoutNumbers(expected), linesWithoutNumbers(printed))) {
+        if (line.right == NOWHERE) {
+            report.addExpected(expected.lines[line.left]);
+        } else if (line.left == NOWHERE) {
+            report.addPrinted(printed.lines[line.right]);
+        }
+    }
+}
+
+/// Tells of neighbouring steps that differ: those of the same command are taken for the same.
+void compare(const std::vector<const Part*>& expected, const std::vector<const Part*>& printed, Report& report)
+{
+    const auto headings = [](const std::vector<const Part*>& parts) {
+        Keys keys;
+        for (const Part* const part : parts) {
+            keys.push_back(withoutNumber(part->lines.front()));
+        }
+        return keys;
+    };
+    for (const Aligned& step : align(headings(expected), headings(printed))) {
+        if (step.right == NOWHERE) {
+            report.addHeading("a step is missing");
+            for (const std::string_view line : expected[step.left]->lines) {
+                report.addExpected(line);
+            }
+        } else if (step.left == NOWHERE) {
+            report.addHeading("a step is new");
+            for (const std::string_view line : printed[step.right]->lines) {
+                report.addPrinted(line);
+            }
+        } else {
+            compare(*expected[step.left], *printed[step.right], report);
+        }
+    }
+}
+
+}  // namespace
+
+Comparison::Comparison(bool json, bool states)
+{
+    const Screen screen{m_printed, false, 0};
+    m_form =
+        json ? std::unique_ptr<Show>(std::make_unique<JsonShow>(screen, states)) : std::make_unique<TextShow>(screen);
+}
+
+std::string Comparison::text() const
+{
+    return withoutAddresses(m_printed.str());
+}
+
+std::string Comparison::differences(const std::string& expected, const Screen& screen) const
+{
+    const std::string printed = text();
+    const std::string expectedText = withoutAddresses(expected);
+    const std::vector<Part> lefts = partsOf(expectedText);
+    const std::vector<Part> rights = partsOf(printed);
+    Report report(screen);
+    std::vector<const Part*> onlyLeft;
+    std::vector<const Part*> onlyRight;
+    const auto tell = [&] {
+        compare(onlyLeft, onlyRight, report);
+        onlyLeft.clear();
+        onlyRight.clear();
+    };
+    for (const Aligned& step : align(keysOf(lefts), keysOf(rights))) {
+        if (step.left != NOWHERE && step.right != NOWHERE) {
+            tell();
+        } else if (step.left != NOWHERE) {
+            onlyLeft.push_back(&lefts[step.left]);
+        } else {
+            onlyRight.push_back(&rights[step.right]);
+        }
+    }
+    tell();
+    return report.take();
+}
+
+bool isJson(const std::string& text)
+{
+    return !text.empty() && text.front() == '{';
+}
+
+}  // namespace deskphone
