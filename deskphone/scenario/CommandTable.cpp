@@ -110,6 +110,13 @@ Value accept(Telephone& telephone, const Words& words)
     return {};
 }
 
+/// The row that begins a group.
+Command first(const char* group, Command command)
+{
+    command.group = group;
+    return command;
+}
+
 }  // namespace
 
 const std::vector<Command>& commands()
@@ -122,7 +129,8 @@ const std::vector<Command>& commands()
     // clang-format off
 #define OPERATION(Class, name) #name, operation<&Class::name>
     static const std::vector<Command> table{
-        {OPERATION(Service, activateRecording),                           "LINE",                                "the user starts recording"},
+        first("The service",
+        {OPERATION(Service, activateRecording),                           "LINE",                                "the user starts recording"}),
         {OPERATION(Service, deactivateRecording),                         "LINE",                                "the user stops recording"},
         {OPERATION(Service, setOriginatingLine),                          "LINE",                                "the line to select when another is released",         FRAMEWORK},
         {OPERATION(Service, setLineStatus),                               "LINE STATE [CALLID=0 [REMOTE=\"\"]]", "1 or 5 releases the line, 11 or 16 selects it",       FRAMEWORK},
@@ -137,11 +145,12 @@ const std::vector<Command>& commands()
         {OPERATION(Service, getRecordingModeConfig),                      "",                                    "the mode that is set"},
         {OPERATION(Service, getRecorderAddressConfig),                    "",                                    "the recorder's address that is set"},
         {OPERATION(Service, getRecordingAudibleNotificationConfig),       "",                                    "the audible notification that is set"},
-        {OPERATION(Service, setRecordingModeConfig),                      "VALUE",                               "sets disabled, manual, autostart or allcalls"},
+        {OPERATION(Service, setRecordingModeConfig),                      "MODE",                                "sets disabled, manual, autostart or allcalls"},
         {OPERATION(Service, setRecorderAddressConfig),                    "VALUE",                               "sets where recordings go"},
         {OPERATION(Service, setRecordingAudibleNotificationConfig),       "VALUE",                               "sets the audible notification"},
 
-        {OPERATION(Telephone, getData),                                   "TAG...",                              "the management system reads values",                  MANAGEMENT},
+        first("The configuration store",
+        {OPERATION(Telephone, getData),                                   "TAG...",                              "the management system reads values",                  MANAGEMENT}),
         {OPERATION(Telephone, setData),                                   "TAG VALUE [TAG VALUE]...",            "the management system writes values",                 MANAGEMENT},
         {OPERATION(Store, getDataItem),                                   "ITEM",                                "a data item of the store"},
         {OPERATION(Store, setDataItem),                                   "ITEM VALUE",                          "writes a data item of the store"},
@@ -151,7 +160,8 @@ const std::vector<Command>& commands()
         {OPERATION(Store, eventRecordingStopped),                         "LINE",                                "tells the store that a line records no more"},
         {OPERATION(Store, resynchronizeDataSets),                         "",                                    "puts the settings into force"},
 
-        {OPERATION(Controller, getSelectedLine),                          "",                                    "the line that the lamp tells about"},
+        first("The controller",
+        {OPERATION(Controller, getSelectedLine),                          "",                                    "the line that the lamp tells about"}),
         {OPERATION(Controller, isInCall),                                 "LINE",                                "whether a line has a recording session"},
         {OPERATION(Controller, getCallRecordingActivated),                "LINE",                                "a line's activation"},
         {OPERATION(Controller, getCallRecordingAutostarts),               "LINE",                                "whether a new session records by itself"},
@@ -160,19 +170,22 @@ const std::vector<Command>& commands()
         {OPERATION(Controller, dumpStateMachines),                        "",                                    "logs the lines' machines at level 6"},
         {OPERATION(Telephone, getRecordingStateMachineCreateNewIfNeeded), "LINE",                                "the state of the line's machine"},
 
-        {"LMSCreateSession", operation<&Telephone::createSession>,        "LINE CALLID",                         "call control sets up a recording session",            CALL_CONTROL, SERVICE, "H"},
+        first("Call control",
+        {"LMSCreateSession", operation<&Telephone::createSession>,        "LINE CALLID",                         "call control sets up a recording session",            CALL_CONTROL, SERVICE, "H"}),
         {OPERATION(Observer, LMSDestroySession),                          "H",                                   "the session ends",                                    CALL_CONTROL},
         {OPERATION(Observer, LMSEventAttached),                           "H MEDIA CALLID",                      "the session is attached to its call",                 CALL_CONTROL},
         {OPERATION(Observer, LMSEventStreaming),                          "H MEDIA CALLID",                      "the session streams",                                 CALL_CONTROL},
         {OPERATION(Observer, LMSEventNotStreaming),                       "H",                                   "the session streams no more",                         CALL_CONTROL},
         {OPERATION(Observer, LMSEventErrorStatus),                        "H CODE",                              "the session has failed",                              CALL_CONTROL},
 
-        {"handleMessage", handleMessage,                                  "TEXT [service|none|wrong]",           "a text message, with this executable"},
+        first("Messages, and the service's life",
+        {"handleMessage", handleMessage,                                  "TEXT [service|none|wrong]",           "a text message, with this executable"}),
         {"reset", operation<&Telephone::resetLookUps>,                    "",                                    "forgets the services looked up",                      FRAMEWORK, NOTHING},
         {"start", start,                                                  "[store|no-store]",                    "makes the service and initialises it",                FRAMEWORK, STOPPED_SERVICE},
         {OPERATION(Telephone, stop),                                      "",                                    "destroys the service",                                FRAMEWORK, RUNNING_SERVICE},
 
-        {"log", operation<&Telephone::setLogLevel>,                       "LEVEL",                               "logging is on up to this level",                      NOBODY, NOTHING},
+        first("The telephone itself",
+        {"log", operation<&Telephone::setLogLevel>,                       "LEVEL",                               "logging is on up to this level",                      NOBODY, NOTHING}),
         {"missing", lookUp<ServiceContext::MISSING>,                      "NAME",                                "the look-up finds nothing",                           NOBODY, NOTHING},
         {"wrong", lookUp<ServiceContext::WRONG>,                          "NAME",                                "the look-up finds a service of another type",         NOBODY, NOTHING},
         {"present", lookUp<ServiceContext::PRESENT>,                      "NAME",                                "the look-up finds the service",                       NOBODY, NOTHING},

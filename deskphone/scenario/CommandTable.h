@@ -27,6 +27,8 @@ struct Command {
     Needs needs = SERVICE;
     /// The place that the result is a word for.
     const char* result = "";
+    /// The heading of the group that begins with this row; empty in the others.
+    const char* group = "";
 };
 
 /// The table.

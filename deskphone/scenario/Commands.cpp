@@ -1,15 +1,21 @@
 #include "scenario/Commands.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
+#include <numeric>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "scenario/Words.h"
 
 namespace deskphone {
 
 namespace {
+
+/// The values of tags that begin so are modes.
+constexpr std::string_view MODE_TAG = "call-recording-mode";
 
 /// A place for a word in a row of the table: takes one of the choices, a number in the range, or, with neither, any
 /// text.
@@ -18,6 +24,7 @@ struct Place {
     Words choices = {};
     int lowest = 0;
     int highest = -1;
+    Words usual = {};  // of the words that it takes, those that mean something to the system
 
     bool takesNumber() const { return lowest <= highest; }
     bool takes(const std::string& word) const;
@@ -28,17 +35,25 @@ struct Place {
 const std::vector<Place> namedPlaces{
     {"CALLID", {}, INT_MIN, INT_MAX},
     {"CODE", {}, INT_MIN, INT_MAX},
-    {"FUNCTION", {}, INT_MIN, INT_MAX},
+    {"FUNCTION", {}, INT_MIN, INT_MAX, {"56"}},
     {"H", {}, INT_MIN, INT_MAX},
     {"INDEX", {}, INT_MIN, INT_MAX},
     {"MEDIA", {}, INT_MIN, INT_MAX},
-    {"STATE", {}, INT_MIN, INT_MAX},
-    {"ITEM", {}, 1, 7},
-    {"LEVEL", {}, 0, 6},
+    {"STATE", {}, INT_MIN, INT_MAX, {"1", "5", "11", "16"}},
+    {"ITEM", {}, 1, 7, {"1", "2", "3", "4", "5", "6", "7"}},
+    {"LEVEL", {}, 0, 6, {"0", "1", "2", "3", "4", "5", "6"}},
     {"BOOL", {"true", "false"}},
     {"FLAG", {"true", "false"}},
     {"NAME",
      {"PhysicalInterfaceServiceIfc", "CommunicationsServiceEventIfc", "MediaControlServiceIfc", "LocalMgmtIfc"}},
+    {"MODE", {}, 0, -1, {"disabled", "manual", "autostart", "allcalls"}},
+    {"TAG",
+     {},
+     0,
+     -1,
+     {"call-recording-active", "call-recorder-address-config", "call-recorder-address", "call-recording-mode-config",
+      "call-recording-mode", "call-recording-audible-notification-config", "call-recording-audible-notification"}},
+    {"ID", {}, 0, -1, {"call-recording-mode", "mobility-user-data-update", "function-key-id"}},
 };
 
 const Place* findNamedPlace(const std::string& name)
@@ -63,9 +78,11 @@ std::string Place::expected() const
         return lowest == INT_MIN ? "a decimal number of 32 bits"
                                  : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest);
     }
-    std::string text;
-    for (const std::string& choice : choices) {
-        text += (text.empty() ? "" : choice == choices.back() ? " or " : ", ") + choice;
+    std::string text = choices.empty() ? "any text; usually " : "";
+    for (const Words* const words : {&choices, &usual}) {
+        for (const std::string& word : *words) {
+            text += (&word == &words->front() ? "" : &word == &words->back() ? " or " : ", ") + word;
+        }
     }
     return text;
 }
@@ -139,13 +156,49 @@ std::optional<Place> findPlaceAfter(const Words& words)
     return pattern.hasPlace(index) ? std::optional<Place>(pattern.place(index)) : std::nullopt;
 }
 
+/// How many characters must be left out, put in or replaced to make one of the other, in whatever case.
+std::size_t distance(const std::string& one, const std::string& other)
+{
+    const auto small = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    std::vector<std::size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (const char c : one) {
+        std::size_t before = row[0]++;
+        for (std::size_t index = 0; index < other.size(); ++index) {
+            const std::size_t replaced = before + (small(c) == small(other[index]) ? 0 : 1);
+            before = row[index + 1];
+            row[index + 1] = std::min({replaced, before + 1, row[index] + 1});
+        }
+    }
+    return row.back();
+}
+
 }  // namespace
+
+std::string nearestOf(const Words& known, const std::string& word)
+{
+    std::string nearest;
+    std::size_t least = std::max<std::size_t>(word.size() / 3, 2) + 1;
+    for (const std::string& one : known) {
+        // A beginning is worth as much as a single slip.
+        const bool begins = word.size() > 1 && one.compare(0, word.size(), word) == 0;
+        const std::size_t slips = begins ? 1 : distance(word, one);
+        if (slips < least && slips < word.size()) {
+            least = slips;
+            nearest = one;
+        }
+    }
+    return nearest;
+}
 
 const Command& commandNamed(const std::string& name)
 {
     const Command* const command = findNamed(name);
     if (command == nullptr) {
-        throw Mistake("unknown command " + quoted(name) + "; expected one of those that --help lists");
+        const std::string nearest = nearestOf(nextWords({}), name);
+        throw Mistake(
+            "unknown command " + quoted(name) +
+            (nearest.empty() ? "; expected one of those that --help lists" : "; did you mean " + nearest + '?'));
     }
     return *command;
 }
@@ -175,8 +228,11 @@ const Command& findCommand(const Words& words)
 std::string listOfCommands()
 {
     constexpr std::size_t column = 44;
-    std::string text = "Commands:\n";
+    std::string text;
     for (const Command& command : commands()) {
+        if (*command.group != '\0') {
+            text += std::string(text.empty() ? "" : "\n") + command.group + ":\n";
+        }
         std::string line = "  " + usage(command);
         if (line.size() + 1 < column) {
             line.resize(column, ' ');
@@ -209,8 +265,15 @@ Words nextWords(const Words& words)
         }
         return next;
     }
-    const std::optional<Place> place = findPlaceAfter(words);
-    return place ? place->choices : next;
+    std::optional<Place> place = findPlaceAfter(words);
+    if (place && place->name == "VALUE" && words.back().compare(0, MODE_TAG.size(), MODE_TAG) == 0) {
+        place = *findNamedPlace("MODE");
+    }
+    if (place) {
+        next = place->choices;
+        next.insert(next.end(), place->usual.begin(), place->usual.end());
+    }
+    return next;
 }
 
 std::string placeAfter(const Words& words)
