@@ -18,6 +18,7 @@
 #include "scenario/Commands.h"
 #include "scenario/Player.h"
 #include "scenario/ScenarioFile.h"
+#include "scenario/ScenarioWriter.h"
 #include "scenario/WholeFile.h"
 #include "show/Chart.h"
 #include "show/Comparison.h"
@@ -69,10 +70,15 @@ Shows showsFor(const Options& options)
     return filtered;
 }
 
-std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone)
+bool isConversation(const std::string& name)
 {
-    if (name == "-" && ::isatty(STDIN_FILENO) != 0) {
-        return std::make_unique<Conversation>(telephone, std::cerr);
+    return name == "-" && ::isatty(STDIN_FILENO) != 0;
+}
+
+std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone, const std::string& story)
+{
+    if (isConversation(name)) {
+        return std::make_unique<Conversation>(telephone, std::cerr, story);
     }
     return std::make_unique<ScenarioFile>(name, std::cerr);
 }
@@ -93,9 +99,10 @@ public:
     /// Returns the exit status.
     int play(const std::vector<std::string>& scenarios)
     {
+        m_keepsStory = std::any_of(scenarios.begin(), scenarios.end(), isConversation);
         try {
             for (const std::string& scenario : scenarios) {
-                if (!play(*openSource(scenario, m_telephone))) {
+                if (!play(*openSource(scenario, m_telephone, m_story))) {
                     return 2;
                 }
             }
@@ -119,6 +126,9 @@ private:
                 for (const auto& show : m_shows) {
                     show->add(step);
                 }
+                if (m_keepsStory) {
+                    m_story += asScenario(step);
+                }
                 source.played(step);
                 tellOfSilence();
             } catch (const Mistake& mistake) {
@@ -140,6 +150,8 @@ private:
 
     Telephone m_telephone;
     Player m_player{m_telephone};
+    bool m_keepsStory = false;  // for a person, who may save it
+    std::string m_story;        // what was played, as a scenario
     const Shows& m_shows;
     bool& m_toldOfSilence;
 };

@@ -1,103 +1,258 @@
 #include "prompt/Conversation.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
+#include <system_error>
 
 #include "prompt/Status.h"
 #include "scenario/Commands.h"
+#include "scenario/WholeFile.h"
 #include "telephone/Telephone.h"
 
 namespace deskphone {
 
 namespace {
 
-// The prompt's own words, which are no commands of scenarios.
-constexpr const char* HELP = "help";
-constexpr const char* STATUS = "status";
-constexpr const char* STATUS_HELP =
-    "  status                                    the mode, the lamp, the lines and their sessions\n";
+namespace fs = std::filesystem;
 
-// The places whose words are remembered.
-constexpr const char* LINE = "LINE";
-constexpr const char* HANDLE = "H";
+constexpr const char* GREETING =
+    "A telephone with the recording service. Type help for the commands; exit or Ctrl-D leaves.\n";
+
+/// A word of the prompt's own, which is no command of scenarios.
+struct OwnWord {
+    enum Argument { NONE, COMMAND_OR_NONE, FILE };
+
+    const char* name;
+    const char* words;
+    Argument argument;
+    const char* purpose;
+};
+
+constexpr OwnWord ownWords[]{
+    {"help", "help [COMMAND]", OwnWord::COMMAND_OR_NONE, "the commands, or one of them"},
+    {"status", "status", OwnWord::NONE, "the mode, the lamp, the lines and their sessions"},
+    {"play", "play FILE", OwnWord::FILE, "plays a scenario"},
+    {"save", "save FILE", OwnWord::FILE, "writes what was played so far as a scenario"},
+    {"exit", "exit", OwnWord::NONE, "leaves; so do quit and Ctrl-D"},
+    {"quit", "quit", OwnWord::NONE, "leaves"},
+};
+
+const OwnWord* findOwn(const std::string& name)
+{
+    const auto* const found = std::find_if(std::begin(ownWords), std::end(ownWords),
+                                           [&name](const OwnWord& word) { return name == word.name; });
+    return found == std::end(ownWords) ? nullptr : found;
+}
+
+std::string describe(const OwnWord& word)
+{
+    constexpr std::size_t column = 42;
+    std::string text = std::string("  ") + word.words;
+    text.resize(column + 2, ' ');
+    return text + word.purpose + '\n';
+}
+
+/// All that can stand first in a line.
+Words firstWords()
+{
+    Words words = nextWords({});
+    for (const OwnWord& word : ownWords) {
+        words.emplace_back(word.name);
+    }
+    return words;
+}
+
+bool isCommand(const std::string& name)
+{
+    const Words names = nextWords({});
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+Mistake unknown(const std::string& name)
+{
+    const std::string nearest = nearestOf(firstWords(), name);
+    return Mistake("unknown command " + quoted(name) +
+                   (nearest.empty() ? "; help lists those that there are" : "; did you mean " + nearest + '?'));
+}
+
+void checkNumberOfWords(const OwnWord& own, const Words& words)
+{
+    const std::string expected = std::string("; expected ") + own.words;
+    if (words.size() > (own.argument == OwnWord::NONE ? 1U : 2U)) {
+        throw Mistake(quoted(words[own.argument == OwnWord::NONE ? 1 : 2]) + " is one word too many" + expected);
+    }
+    if (own.argument == OwnWord::FILE && words.size() < 2) {
+        throw Mistake(words.front() + ": FILE is missing" + expected);
+    }
+}
+
+/// The files of the folder that the name begun is in.
+Words filesLike(const std::string& begun)
+{
+    const std::string folder = begun.substr(0, begun.rfind('/') + 1);
+    Words files;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder.empty() ? "." : folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code unknown;
+        files.push_back(asWord(folder + entry->path().filename().string() + (entry->is_directory(unknown) ? "/" : "")));
+    }
+    return files;
+}
 
 }  // namespace
 
-Conversation::Conversation(Telephone& telephone, std::ostream& errors)
-    : m_telephone(telephone), m_errors(errors), m_prompt([this](const Words& words) { return completions(words); })
+Conversation::Conversation(Telephone& telephone, std::ostream& errors, const std::string& story)
+    : m_telephone(telephone), m_errors(errors), m_story(story)
 {
 }
 
 bool Conversation::next(Given& command)
 {
+    if (!m_greeted) {
+        m_greeted = true;
+        m_prompt.show(GREETING);
+    }
+    if (nextOfFile(command)) {
+        return true;
+    }
     command = {};
     std::string comment;
-    for (std::string line; m_prompt.next(line);) {
-        ++m_line;
+    for (std::string line; !m_left && m_prompt.next(line);) {
         command.words = splitLine(line, &comment);
         if (!comment.empty()) {
             command.comments.push_back(comment);
         }
-        if (!command.words.empty() && !answered(command.words)) {
+        if (command.words.empty()) {
+            continue;
+        }
+        if (isCommand(command.words.front())) {
+            return true;
+        }
+        perform(command.words);
+        if (nextOfFile(command)) {
             return true;
         }
     }
+    command.words.clear();
     return false;
 }
 
-bool Conversation::answered(const Words& words)
+/// False at the file's end, and when none is played.
+bool Conversation::nextOfFile(Given& command)
 {
-    if (words == Words{STATUS}) {
-        m_prompt.show(describe(m_telephone.status()));
-    } else if (words == Words{HELP}) {
-        m_prompt.show(listOfCommands() + "At the prompt:\n  help [COMMAND]\n" + STATUS_HELP);
-    } else if (words == Words{HELP, STATUS}) {
-        m_prompt.show(STATUS_HELP);
-    } else if (words.size() == 2 && words.front() == HELP) {
-        m_prompt.show(describeCommand(words[1]));
-    } else {
-        return false;
+    try {
+        if (m_file != nullptr && m_file->next(command)) {
+            return true;
+        }
+    } catch (const std::system_error& failure) {
+        m_errors << failure.what() << std::endl;
     }
-    return true;
+    m_file = nullptr;
+    return false;
+}
+
+/// A line that begins with none of the scenarios' commands.
+void Conversation::perform(const Words& words)
+{
+    const std::string& name = words.front();
+    const OwnWord* const own = findOwn(name);
+    if (own == nullptr) {
+        throw unknown(name);
+    }
+    checkNumberOfWords(*own, words);
+    try {
+        if (name == "help") {
+            m_prompt.show(helpOn(words));
+        } else if (name == "status") {
+            m_prompt.show(deskphone::describe(m_telephone.status()));
+        } else if (name == "play") {
+            m_file = std::make_unique<ScenarioFile>(words[1] == "-" ? "./-" : words[1], m_errors);
+        } else if (name == "save") {
+            save(words[1]);
+        } else {
+            m_left = true;
+        }
+    } catch (const std::system_error& failure) {
+        throw Mistake(name + ": " + failure.what());
+    }
+}
+
+std::string Conversation::helpOn(const Words& words) const
+{
+    if (words.size() > 1) {
+        const OwnWord* const own = findOwn(words[1]);
+        if (own == nullptr && !isCommand(words[1])) {
+            throw unknown(words[1]);
+        }
+        return own != nullptr ? describe(*own) : describeCommand(words[1]);
+    }
+    std::string text = listOfCommands() + "\nThe prompt:\n";
+    for (const OwnWord& word : ownWords) {
+        text += describe(word);
+    }
+    return text;
+}
+
+void Conversation::save(const std::string& file)
+{
+    if (m_saved.count(file) == 0 && fs::exists(file)) {
+        throw Mistake("save: " + quoted(file) + " exists already; expected a new file");
+    }
+    replaceFile(file, m_story);
+    m_saved.insert(file);
+    m_prompt.show("saved in " + file + '\n');
 }
 
 void Conversation::played(const Step& step)
 {
-    // In every command that has one of these places, it is the first.
-    const std::string place = placeAfter({step.command.front()});
-    if (step.command.size() > 1 && (place == LINE || place == HANDLE)) {
-        m_seen[place].insert(step.command[1]);
+    Words before{step.command.front()};
+    for (std::size_t index = 1; index < step.command.size(); ++index) {
+        m_seen[placeAfter(before)].insert(step.command[index]);
+        before.push_back(step.command[index]);
     }
     for (const auto& records : step.records) {
         for (const Record& record : records) {
             if (const auto* const event = std::get_if<MachineEvent>(&record)) {
-                m_seen[LINE].insert(event->line);
+                m_seen["LINE"].insert(event->line);
             }
         }
     }
-    if (const int* const handle = std::get_if<int>(&step.result);
-        handle != nullptr && commandNamed(step.command.front()).result == std::string(HANDLE)) {
-        m_seen[HANDLE].insert(std::to_string(*handle));
+    if (const int* const number = std::get_if<int>(&step.result)) {
+        m_seen[commandNamed(step.command.front()).result].insert(std::to_string(*number));
     }
 }
 
+/// A person sees the line.
 bool Conversation::refused(const Mistake& mistake)
 {
-    m_errors << "-:" << m_line << ": " << mistake.what() << std::endl;
+    if (m_file != nullptr) {
+        m_file->refused(mistake);
+        m_file = nullptr;
+    } else {
+        m_errors << mistake.what() << std::endl;
+    }
     return true;
 }
 
-/// The fixed words that can follow these; where a line or a handle is due, those seen so far.
-Words Conversation::completions(const Words& words) const
+/// Where a line, a handle or a call's number is due, those seen so far.
+Words Conversation::completions(const Words& words, const std::string& begun) const
 {
-    if (words == Words{HELP}) {
-        return nextWords({});
+    if (words.empty()) {
+        return firstWords();
+    }
+    if (const OwnWord* const own = findOwn(words.front())) {
+        return own->argument == OwnWord::NONE || words.size() > 1 ? Words{}
+               : own->argument == OwnWord::FILE                   ? filesLike(begun)
+                                                                  : firstWords();
     }
     Words next = nextWords(words);
-    if (words.empty()) {
-        next.insert(next.end(), {HELP, STATUS});
-    } else if (const auto seen = m_seen.find(placeAfter(words)); seen != m_seen.end()) {
-        std::transform(seen->second.begin(), seen->second.end(), std::back_inserter(next), asWord);
+    const std::string place = placeAfter(words);
+    for (const char* const remembered : {"LINE", "H", "CALLID"}) {
+        if (const auto seen = m_seen.find(remembered); place == remembered && seen != m_seen.end()) {
+            std::transform(seen->second.begin(), seen->second.end(), std::back_inserter(next), asWord);
+        }
     }
     return next;
 }

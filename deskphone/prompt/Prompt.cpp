@@ -1,14 +1,16 @@
 #include "prompt/Prompt.h"
 
 #include <editline/readline.h>
+#include <termios.h>
 #include <unistd.h>
+
+#include <algorithm>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <system_error>
-#include <utility>
 
 #include "scenario/Words.h"
 
@@ -17,10 +19,21 @@ namespace deskphone {
 namespace {
 
 constexpr int LONGEST_HISTORY = 1000;
+constexpr int CTRL_C = 3;
 
-// The library asks for candidates through plain functions.
-Prompt::Completion wordsAfter;
+// The library calls plain functions.
+const Completer* completer = nullptr;
 Words candidates;
+bool dropped = false;
+
+int dropLine(int /*count*/, int /*key*/)
+{
+    std::fputs("^C\n", rl_outstream);
+    std::fflush(rl_outstream);
+    dropped = true;
+    rl_done = 1;
+    return 0;
+}
 
 char* nextCandidate(const char* beginning, int /*state*/)
 {
@@ -38,12 +51,45 @@ char** complete(const char* beginning, int start, int /*end*/)
 {
     rl_attempted_completion_over = 1;  // no file names
     try {
-        candidates = wordsAfter(splitLine(std::string(rl_line_buffer, static_cast<std::size_t>(start))));
+        const Words words = splitLine(std::string(rl_line_buffer, static_cast<std::size_t>(start)));
+        candidates = completer->completions(words, beginning);
     } catch (const Mistake&) {
         return nullptr;
     }
+    // A folder's name goes on.
+    const auto isFolder = [&](const std::string& word) {
+        return word.back() == '/' && word.compare(0, std::strlen(beginning), beginning) == 0;
+    };
+    rl_completion_append_character = std::any_of(candidates.begin(), candidates.end(), isFolder) ? 0 : ' ';
     return rl_completion_matches(beginning, nextCandidate);
 }
+
+/// While it lives, Ctrl-C and Ctrl-D are keys like others, and the terminal shows none of what is typed. The library
+/// sees to that only after it has shown the prompt, and never for Ctrl-C.
+class OnlyKeys {
+public:
+    OnlyKeys() : m_isTerminal(::tcgetattr(STDIN_FILENO, &m_before) == 0)
+    {
+        termios terminal = m_before;
+        terminal.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        terminal.c_cc[VINTR] = terminal.c_cc[VEOF] = _POSIX_VDISABLE;
+        set(terminal);
+    }
+    ~OnlyKeys() { set(m_before); }
+    OnlyKeys(const OnlyKeys&) = delete;
+    OnlyKeys& operator=(const OnlyKeys&) = delete;
+
+private:
+    void set(const termios& terminal) const
+    {
+        if (m_isTerminal) {
+            ::tcsetattr(STDIN_FILENO, TCSANOW, &terminal);
+        }
+    }
+
+    termios m_before{};
+    const bool m_isTerminal;
+};
 
 /// In the user's cache folder, which is made if it is missing; empty when that is not to be had.
 std::string historyFile()
@@ -65,15 +111,17 @@ std::string historyFile()
 
 }  // namespace
 
-Prompt::Prompt(Completion completion)
+Prompt::Prompt(const Completer& knowing)
     : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr), m_history(historyFile())
 {
-    wordsAfter = std::move(completion);
+    completer = &knowing;
     static char blanks[] = " \t";
     std::setlocale(LC_CTYPE, "");  // for editing characters of several bytes
     rl_outstream = m_screen;
     rl_completer_word_break_characters = blanks;
     rl_attempted_completion_function = complete;
+    rl_initialize();
+    rl_add_defun("drop-line", dropLine, CTRL_C);
     using_history();
     stifle_history(LONGEST_HISTORY);
     read_history(m_history.c_str());  // there is none the first time
@@ -81,7 +129,15 @@ Prompt::Prompt(Completion completion)
 
 bool Prompt::next(std::string& line)
 {
-    const std::unique_ptr<char, decltype(&std::free)> input(::readline("deskphone> "), std::free);
+    const OnlyKeys onlyKeys;
+    const auto read = [] {
+        dropped = false;
+        return std::unique_ptr<char, decltype(&std::free)>(::readline("deskphone> "), std::free);
+    };
+    auto input = read();
+    while (dropped) {
+        input = read();
+    }
     if (input == nullptr) {
         show("\n");
         return false;

@@ -1,26 +1,33 @@
 #pragma once
 
 #include <cstdio>
-#include <functional>
 #include <string>
 
 #include "telephone/Step.h"
 
 namespace deskphone {
 
+/// Knows the words that can follow others.
+class Completer {
+public:
+    virtual ~Completer() = default;
+
+    /// The words that can follow these, as they stand in a line; those that do not begin with `begun` count for
+    /// nothing.
+    virtual Words completions(const Words& words, const std::string& begun) const = 0;
+};
+
 /// The prompt for a person at a terminal: line editing, completion, and the history, which is kept over sessions in the
-/// user's cache folder where there is one.
+/// user's cache folder where there is one. Where there is no library for that, a plain prompt.
 ///
 /// One at a time. It writes to the standard output, or to the standard error when that is the terminal, so that output
 /// for a program holds nothing of it.
 class Prompt {
 public:
-    /// The words that can follow these.
-    using Completion = std::function<Words(const Words&)>;
+    /// The completer is not owned.
+    explicit Prompt(const Completer& completer);
 
-    explicit Prompt(Completion completion);
-
-    /// The next line; false when the person has ended the input.
+    /// The next line; false when the person has ended the input. Ctrl-C drops what was typed.
     bool next(std::string& line);
     void show(const std::string& text);
 

@@ -183,7 +183,7 @@ std::string nearestOf(const Words& known, const std::string& word)
         // A beginning is worth as much as a single slip.
         const bool begins = word.size() > 1 && one.compare(0, word.size(), word) == 0;
         const std::size_t slips = begins ? 1 : distance(word, one);
-        if (slips < least && slips < word.size()) {
+        if (slips < least && 2 * slips <= word.size()) {
             least = slips;
             nearest = one;
         }
