@@ -10,6 +10,7 @@
 namespace {
 
 using ::testing::AllOf;
+using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -58,6 +59,8 @@ TEST(Show, PutsCommentsBeforeTheirStep)
     const std::string comments = "# first,\n#\ttwo lines\n# silent\n";
     EXPECT_EQ(shown("", run), comments + "1 log 0\n2 reset\n");
     EXPECT_THAT(shown("--ladder", run), HasSubstr("lamp\n# first,\n#\\x09two lines\n# silent\n1 log 0\n2 reset\n"));
+    EXPECT_THAT(shown("--ladder", '#' + std::string(1000, 'a') + "\nreset\n"),
+                ContainsRegex("\n#a+\n(a+\n)+1 reset\n"));
     EXPECT_THAT(shown("--json", run), Not(HasSubstr("first")));
 
     const TemporaryFile chart;

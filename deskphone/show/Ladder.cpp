@@ -49,9 +49,9 @@ void Ladder::add(const Step& step)
     }
     m_lampOn = step.lampWasOn;
     for (const std::string& comment : step.comments) {
-        text += written(blankRow(), 0, comment, "2");
+        text += acrossColumns(comment, "2");
     }
-    text += written(blankRow(), 0, headingOf(step), "1");
+    text += acrossColumns(headingOf(step), "1");
     for (const Happening& happening : happenings(step)) {
         text += drawn(happening);
     }
@@ -99,6 +99,18 @@ Ladder::Row Ladder::emptyRow() const
         row.cells[m_columns[party]] = party == KEY_LAMP && m_lampOn ? "┃" : "│";
     }
     return row;
+}
+
+/// The text in rows that show no columns.
+std::string Ladder::acrossColumns(const std::string& text, const char* colour)
+{
+    std::string rows;
+    for (const Characters& line : linesOf(text, m_screen.width)) {
+        Row row = blankRow();
+        write(row, 0, line, colour);
+        rows += finished(row);
+    }
+    return rows;
 }
 
 /// What is written into a row stands behind what was written into it before.

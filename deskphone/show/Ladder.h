@@ -34,6 +34,7 @@ private:
     Row blankRow() const { return {Characters(m_screen.width, " ")}; }
     Row emptyRow() const;
     static void write(Row& row, std::size_t at, const Characters& characters, const char* colour);
+    std::string acrossColumns(const std::string& text, const char* colour);
     std::string written(Row row, std::size_t at, const std::string& text, const char* colour);
     std::string finished(const Row& row);
 
