@@ -264,7 +264,7 @@ void Chart::write()
     }
     output << text << std::flush;
     if (!output) {
-        throw std::system_error(errno, std::generic_category(), m_name);
+        throw std::system_error(errno, std::generic_category(), isOnOutput() ? "standard output" : m_name);
     }
 }
 

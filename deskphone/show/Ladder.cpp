@@ -13,8 +13,6 @@ namespace {
 constexpr std::size_t ROWS_TO_NEXT_HEADER = 40;
 constexpr std::size_t THREAD_WIDTH = 11;
 
-constexpr std::array<std::string_view, NUMBER_OF_PARTIES> names{"user",  "service", "framework", "management",
-                                                                "calls", "media",   "comms",     "lamp"};
 constexpr std::array<const char*, 9> colours{"",   "",   "1;32", "1;37;41", "1",
                                              "31", "33", "33",   "33"};  // by kind of happening
 
@@ -24,12 +22,12 @@ Ladder::Ladder(const Screen& screen) : m_screen(screen)
 {
     // The names stand two blanks apart; what is left of the width is shared out evenly.
     std::size_t needed = THREAD_WIDTH;
-    for (const std::string_view name : names) {
+    for (const std::string_view name : partyNames) {
         needed += name.size() + 2;
     }
-    const std::size_t more = m_screen.width > needed ? (m_screen.width - needed) / names.size() : 0;
+    const std::size_t more = m_screen.width > needed ? (m_screen.width - needed) / partyNames.size() : 0;
     std::size_t left = THREAD_WIDTH;
-    for (const std::string_view name : names) {
+    for (const std::string_view name : partyNames) {
         const std::size_t column = name.size() + 2 + more;
         m_columns.push_back(left + column / 2);
         left += column;
@@ -42,8 +40,8 @@ void Ladder::add(const Step& step)
     if (m_rows == 0 || m_rows > ROWS_TO_NEXT_HEADER) {
         m_rows = 0;
         Row header = blankRow();
-        for (std::size_t party = 0; party < names.size(); ++party) {
-            write(header, m_columns[party] - names[party].size() / 2, charactersOf(names[party]), "1");
+        for (std::size_t party = 0; party < partyNames.size(); ++party) {
+            write(header, m_columns[party] - partyNames[party].size() / 2, charactersOf(partyNames[party]), "1");
         }
         text = finished(header);
     }
@@ -95,7 +93,7 @@ std::string Ladder::drawn(const Happening& happening)
 Ladder::Row Ladder::emptyRow() const
 {
     Row row = blankRow();
-    for (std::size_t party = 0; party < names.size(); ++party) {
+    for (std::size_t party = 0; party < partyNames.size(); ++party) {
         row.cells[m_columns[party]] = party == KEY_LAMP && m_lampOn ? "┃" : "│";
     }
     return row;

@@ -32,8 +32,6 @@ constexpr const char* NARROW = "--steps, --line and --only choose what is drawn"
 constexpr std::string_view SUFFIX = ".svg";
 constexpr std::size_t START_SIZE = 128;
 
-constexpr std::array<std::string_view, NUMBER_OF_PARTIES> names{"user",  "service", "framework", "management",
-                                                                "calls", "media",   "comms",     "lamp"};
 constexpr std::array<const char*, 9> kinds{"", "", "state", "on", "off", "error", "warning", "ignored", "refused"};
 
 // The light colours are also those of viewers that know no colour schemes.
@@ -240,7 +238,7 @@ void Picture::drawHeader()
     m_y += PADDING;
     for (std::size_t party = 0; party < NUMBER_OF_PARTIES; ++party) {
         m_rows += written(columnOf(static_cast<Party>(party)), m_y + LINE_HEIGHT, "name", "middle",
-                          charactersOf(names[party]));
+                          charactersOf(partyNames[party]));
     }
     m_y += LINE_HEIGHT + PADDING;
     m_headerY = m_y;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "telephone/Party.h"
@@ -19,6 +21,10 @@ struct Happening {
     std::string text;
     const MachineEvent* event = nullptr;  // of STATE; lives in the step
 };
+
+/// The headings of the parties' columns.
+constexpr std::array<std::string_view, NUMBER_OF_PARTIES> partyNames{"user",  "service", "framework", "management",
+                                                                     "calls", "media",   "comms",     "lamp"};
 
 /// What a step shows in a chart, in order: its command, the records of the caller's thread, the answer, the records of
 /// the other threads. Of the log only errors and warnings; arguments are cut where they are long.
