@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include "fieldlog/FieldLog.h"
 #include "prompt/Conversation.h"
 #include "scenario/Commands.h"
 #include "scenario/Player.h"
@@ -27,6 +28,7 @@
 #include "show/JsonShow.h"
 #include "show/Ladder.h"
 #include "show/Picture.h"
+#include "show/SavedScenario.h"
 #include "show/StateChart.h"
 #include "show/TextShow.h"
 #include "telephone/Telephone.h"
@@ -62,12 +64,16 @@ Shows showsFor(const Options& options)
     if (options.chart != "-") {
         shows.push_back(showOnOutput(options));
     }
-    if (options.selection.isAll()) {
-        return shows;
+    Shows all;
+    if (!options.save.empty()) {
+        all.push_back(std::make_unique<SavedScenario>(options.save));
     }
-    Shows filtered;
-    filtered.push_back(std::make_unique<Filter>(options.selection, std::move(shows)));
-    return filtered;
+    if (options.selection.isAll()) {
+        std::move(shows.begin(), shows.end(), std::back_inserter(all));
+    } else {
+        all.push_back(std::make_unique<Filter>(options.selection, std::move(shows)));
+    }
+    return all;
 }
 
 bool isConversation(const std::string& name)
@@ -83,32 +89,42 @@ std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone
     return std::make_unique<ScenarioFile>(name, std::cerr);
 }
 
+// Exit statuses.
+constexpr int DIFFERENCE = 1;
+constexpr int MISTAKE = 2;
+
 /// One telephone's life.
 class Run {
 public:
     /// `toldOfSilence` is whether the user was told, in this run or an earlier one, that the machines are silent.
-    Run(const Plugin& plugin, int logLevel, const Shows& shows, bool& toldOfSilence)
+    Run(const Plugin& plugin, int logLevel, LogFile* logFile, const Shows& shows, bool& toldOfSilence)
         : m_telephone(plugin,
                       std::any_of(shows.begin(), shows.end(), [](const auto& show) { return show->showsMachines(); })),
           m_shows(shows),
           m_toldOfSilence(toldOfSilence)
     {
         m_telephone.setLogLevel(logLevel);
+        m_telephone.recorder().writeLog(logFile);
     }
 
-    /// Returns the exit status.
-    int play(const std::vector<std::string>& scenarios)
+    /// Plays the scenarios and, unless its name is empty, the log. Returns the exit status.
+    int play(const std::vector<std::string>& scenarios, const std::string& fieldLog)
     {
         m_keepsStory = std::any_of(scenarios.begin(), scenarios.end(), isConversation);
         try {
             for (const std::string& scenario : scenarios) {
                 if (!play(*openSource(scenario, m_telephone, m_story))) {
-                    return 2;
+                    return MISTAKE;
                 }
+            }
+            if (!fieldLog.empty()) {
+                FieldLog source(fieldLog, m_telephone);
+                play(source);
+                return source.report(std::cerr) ? 0 : DIFFERENCE;
             }
         } catch (const std::system_error& failure) {
             std::cerr << "deskphone: " << failure.what() << std::endl;
-            return 2;
+            return MISTAKE;
         }
         return 0;
     }
@@ -220,7 +236,7 @@ private:
         shows.push_back(std::make_unique<Comparison>(expected.empty() ? m_options.form == Form::JSON : isJson(expected),
                                                      m_options.states));
         const auto& comparison = static_cast<const Comparison&>(*shows.front());
-        const int status = Run(m_plugin, m_options.logLevel, shows, toldOfSilence).play({scenario});
+        const int status = Run(m_plugin, m_options.logLevel, nullptr, shows, toldOfSilence).play({scenario}, "");
         if (status != 0) {
             m_screen.print(BROKEN_OFF + scenario + '\n');
         } else if (accepts) {
@@ -254,13 +270,16 @@ int runDeskphone(const Options& options, const Plugin& plugin)
         return Proving(options, plugin).prove();
     }
     const Shows shows = showsFor(options);
+    const auto logFile = options.logFile.empty() ? nullptr : std::make_unique<LogFile>(options.logFile);
     int status = 0;
     bool toldOfSilence = false;
     for (const auto& scenarios : options.runs) {
-        status = std::max(status, Run(plugin, options.logLevel, shows, toldOfSilence).play(scenarios));
+        const bool isLast = &scenarios == &options.runs.back();
+        status = std::max(status, Run(plugin, options.logLevel, logFile.get(), shows, toldOfSilence)
+                                      .play(scenarios, isLast ? options.fromLog : ""));
     }
     for (const auto& show : shows) {
-        status == 0 ? show->finish() : show->breakOff();
+        status != MISTAKE ? show->finish() : show->breakOff();
     }
     return status;
 }

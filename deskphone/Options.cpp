@@ -13,9 +13,9 @@ namespace deskphone {
 
 namespace {
 
-/// What is wrong with the file for --chart, "" for nothing. With it forgotten, the scenario that follows would be
+/// What is wrong with a file to write, "" for nothing. With it forgotten, the scenario that follows would be
 /// overwritten.
-std::string refusedChart(const std::string& file)
+std::string refusedFile(const std::string& file)
 {
     return std::filesystem::path(file).extension() == ".scenario" ? file + " is a scenario; expected a file to write"
            : file.empty()                                         ? "expected a file to write"
@@ -34,25 +34,39 @@ bool readSteps(const std::string& text, Selection& selection)
     return last.ec == std::errc{} && last.ptr == end && selection.first >= 1 && selection.first <= selection.last;
 }
 
+bool areSame(const std::string& one, const std::string& other)
+{
+    std::error_code noneIsThere;
+    return one == other || std::filesystem::equivalent(one, other, noneIsThere);
+}
+
 void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
 {
     if (options.proof != Proof::NONE &&
         (scenarios.empty() || std::find(scenarios.begin(), scenarios.end(), "-") != scenarios.end())) {
         throw std::runtime_error("--check and --accept: expected SCENARIO files");
     }
-    if (options.proof != Proof::NONE && ((options.form != Form::TEXT && options.form != Form::JSON) ||
-                                         !options.chart.empty() || !options.selection.isAll())) {
+    if (options.proof != Proof::NONE &&
+        ((options.form != Form::TEXT && options.form != Form::JSON) || !options.chart.empty() ||
+         !options.selection.isAll() || !options.fromLog.empty() || !options.save.empty() || !options.logFile.empty())) {
         throw std::runtime_error(
-            "--check and --accept take the whole text or --json: expected no other form and no part");
+            "--check and --accept take the whole text or --json: expected no other form, no part and no other file");
     }
     if (options.chart == "-" && options.form != Form::TEXT) {
         throw std::runtime_error("--chart - is the standard output: expected no other form");
     }
-    if (options.chart != "-" && std::find(scenarios.begin(), scenarios.end(), options.chart) != scenarios.end()) {
-        throw std::runtime_error("--chart would overwrite the scenario " + options.chart);
+    std::vector<std::string> played = scenarios;
+    played.push_back(options.fromLog);
+    for (const auto& [option, file] : {std::pair("--chart", options.chart), std::pair("--save", options.save),
+                                       std::pair("--log-file", options.logFile)}) {
+        for (const std::string& source : played) {
+            if (!file.empty() && file != "-" && areSame(file, source)) {
+                throw std::runtime_error(std::string(option) + " would overwrite " + source + ", which is played");
+            }
+        }
     }
-    if (!options.chart.empty() &&
-        (options.form == Form::COVERAGE || (scenarios.empty() && options.form == Form::STATE_CHART))) {
+    if (!options.chart.empty() && (options.form == Form::COVERAGE || (scenarios.empty() && options.fromLog.empty() &&
+                                                                      options.form == Form::STATE_CHART))) {
         throw std::runtime_error(
             "--chart shows one run: expected neither --coverage nor --statechart without SCENARIO");
     }
@@ -112,7 +126,14 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
            "--chart", options.chart,
            "Also write the run as sequence charts in Mermaid to this Markdown file, or, for a name in .svg, as a picture; "
            "- prints the charts instead of the text")
-        ->check(refusedChart)
+        ->check(refusedFile)
+        ->type_name("FILE");
+    app.add_option("--save", options.save, "Also write what is played as a scenario to this file")->type_name("FILE");
+    app.add_option("--from-log", options.fromLog,
+                   "Play what this log of a telephone tells, after the SCENARIOs, and compare the replay's log with it")
+        ->type_name("FILE");
+    app.add_option("--log-file", options.logFile, "Also write the plug-in's log, as far as --log goes, to this file")
+        ->check(refusedFile)
         ->type_name("FILE");
     app.add_flag("--states", options.states, "With --json: also what the lines' machines do and when the lamp changes")
         ->needs(forms.front().first);
@@ -168,6 +189,9 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     checkCombination(options, scenarios);
     options.logLevel = std::stoi(logLevel);
     options.runs = runsOf(scenarios, options);
+    if (!options.fromLog.empty() && scenarios.empty()) {
+        options.runs = {{}};
+    }
     return true;
 }
 

@@ -20,6 +20,9 @@ struct Options {
     Selection selection = {};  // of the steps, in every form
     Proof proof = Proof::NONE;
     std::string chart = {};     // the file for the sequence charts, "-" the output; empty: none
+    std::string fromLog = {};   // a log from the field to play after the last run's scenarios; empty: none
+    std::string logFile = {};   // for the plug-in's log; empty: none
+    std::string save = {};      // the file for what was played; empty: none
     std::string plugin = {};    // the file; empty: this program's own
     int logLevel = 3;           // at the beginning
     bool listCommands = false;  // instead of playing

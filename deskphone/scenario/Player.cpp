@@ -23,6 +23,7 @@ Step Player::play(const Given& given)
     }
     step.result = command.perform(m_telephone, Words(words.begin() + 1, words.end()));
     step.records = m_telephone.settle();
+    step.log = m_telephone.recorder().takeLog();
     step.serviceRuns = m_telephone.running();
     return step;
 }

@@ -1,5 +1,6 @@
 #include "telephone/Recorder.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "LMSEventObserverIfc.h"
@@ -29,7 +30,7 @@ void Recorder::call(const char* name, List arguments)
     m_records[thread].emplace_back(Call{name, std::move(arguments)});
 }
 
-void Recorder::log(const char* component, const char* source, int level, int /*line*/, const std::string& text)
+void Recorder::log(const char* component, const char* source, int level, int line, const std::string& text)
 {
     const RecordThread thread = currentThread();
     const std::lock_guard<std::mutex> guard(m_lock);
@@ -37,8 +38,18 @@ void Recorder::log(const char* component, const char* source, int level, int /*l
     if (m_reading != Reading::NOTHING && level >= LOG_LEVEL_TRACE) {
         m_machineLog.read(component, text, thread, records);
     }
-    if (level <= runtime::logLevel()) {
-        records.emplace_back(LogLine{level, component, source, text});
+    if (m_reading == Reading::LIST || level > std::max(m_shownLevel, m_keptLevel)) {
+        return;
+    }
+    LogLine log{level, component, source, text};
+    if (level <= m_keptLevel) {
+        m_keptLog[thread].push_back(log);
+    }
+    if (level <= m_shownLevel) {
+        if (m_file != nullptr) {
+            m_file->write(thread, log, line);
+        }
+        records.emplace_back(std::move(log));
     }
 }
 
@@ -52,10 +63,45 @@ Recorder::Reading Recorder::read(Reading reading)
     return std::exchange(m_reading, reading);
 }
 
+void Recorder::showLog(int level)
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_shownLevel = level;
+    setLogLevel();
+}
+
+void Recorder::keepLog(int level)
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_keptLevel = level;
+    setLogLevel();
+}
+
+/// With the lock held.
+void Recorder::setLogLevel() const
+{
+    runtime::setLogLevel(std::max(m_shownLevel, m_keptLevel));
+}
+
+void Recorder::writeLog(LogFile* file)
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_file = file;
+}
+
 Records Recorder::take()
 {
     const std::lock_guard<std::mutex> guard(m_lock);
+    if (m_file != nullptr) {
+        m_file->flush();
+    }
     return std::exchange(m_records, {});
+}
+
+KeptLog Recorder::takeLog()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    return std::exchange(m_keptLog, {});
 }
 
 }  // namespace deskphone

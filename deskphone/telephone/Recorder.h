@@ -4,6 +4,7 @@
 #include <string>
 
 #include "LogSink.h"
+#include "telephone/LogFile.h"
 #include "telephone/MachineLog.h"
 #include "telephone/Step.h"
 
@@ -24,10 +25,19 @@ public:
     void log(const char* component, const char* source, int level, int line, const std::string& text) override;
 
     /// Switches on as much of the log as the reading takes, whatever is shown of it. Returns what was read before.
+    /// While the list is read, the log is read only.
     Reading read(Reading reading);
 
-    /// What was collected since the last time.
+    /// Records, and writes, the log up to this level.
+    void showLog(int level);
+    /// Writes what is shown of the log to this file too; null for none. It stays the caller's.
+    void writeLog(LogFile* file);
+    /// Keeps the log up to this level apart from the records, whatever is shown of it.
+    void keepLog(int level);
+
+    /// What was collected since the last time. Throws std::system_error when the log's file cannot be written.
     Records take();
+    KeptLog takeLog();
 
     /// Uses what was read of the machines, while no record can come in.
     template <typename Use>
@@ -38,8 +48,14 @@ public:
     }
 
 private:
+    void setLogLevel() const;
+
     std::mutex m_lock;  // guards all members
     Records m_records;
+    KeptLog m_keptLog;
+    int m_shownLevel = 0;
+    int m_keptLevel = 0;
+    LogFile* m_file = nullptr;
     Reading m_reading = Reading::NOTHING;
     MachineLog m_machineLog;
 };

@@ -66,6 +66,9 @@ constexpr std::array<const char*, NUMBER_OF_THREADS> threadNames{"caller", "disp
 /// What the plug-in did, by thread, in the order in which the thread did it.
 using Records = std::array<std::vector<Record>, NUMBER_OF_THREADS>;
 
+/// What the plug-in logged, likewise.
+using KeptLog = std::array<std::vector<LogLine>, NUMBER_OF_THREADS>;
+
 /// A command that was played, with everything it caused.
 struct Step {
     int number;
@@ -75,6 +78,7 @@ struct Step {
     Value result = {};
     bool lampWasOn = false;    // before the command
     bool serviceRuns = false;  // after it
+    KeptLog log = {};          // as far as it is kept for someone to compare
 };
 
 /// What the call makes of the lamp, if it sets it.

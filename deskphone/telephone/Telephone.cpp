@@ -191,11 +191,6 @@ void Telephone::resetLookUps()
     MediaRecordingHelper::reset();
 }
 
-void Telephone::setLogLevel(int level)
-{
-    runtime::setLogLevel(level);
-}
-
 void Telephone::sendMessage(const std::string& message, Executable* executable)
 {
     if (m_invoker == nullptr) {

@@ -75,7 +75,8 @@ public:
     /// As last set; stays when the service stops.
     bool lampOn() const { return m_keysAndLamps.lampOn(); }
     /// The log is recorded up to this level; it stays when the telephone goes.
-    void setLogLevel(int level);
+    void setLogLevel(int level) { m_recorder.showLog(level); }
+    Recorder& recorder() { return m_recorder; }
 
     ServiceContext& context() { return m_context; }
     Management& management() { return m_management; }

@@ -1,0 +1,264 @@
+#include "fieldlog/FieldLog.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "fieldlog/Operations.h"
+#include "telephone/Telephone.h"
+
+namespace deskphone {
+
+namespace {
+
+constexpr std::size_t LONGEST_SIDE = 1000;
+constexpr std::size_t PROGRESS_EVERY = 1024;
+
+/// What the record says about the look-up of the service, if anything.
+std::optional<ServiceContext::Answer> answerAt(const NextRecords& records, std::size_t at, std::string_view service)
+{
+    const FieldRecord& record = records[at];
+    const std::string_view text = record.kind->format;
+    if (record.kind->component == "MediaRecordingHelper" && text.size() > service.size() &&
+        text.substr(text.size() - service.size() - 1) == std::string(" ").append(service)) {
+        return text.front() == 'C' ? ServiceContext::MISSING : ServiceContext::WRONG;
+    }
+    bool found = service == "MediaControlServiceIfc" && text.substr(0, 8) == "retval =";
+    if (service == "CommunicationsServiceEventIfc" && record.is("sendRecordingStatus(status = %s)")) {
+        // It is sent, unless an error follows at once: the session or the service is missing.
+        const auto first = records.begin() + static_cast<std::ptrdiff_t>(at);
+        found = std::none_of(first, first + std::min<std::ptrdiff_t>(records.end() - first, 5),
+                             [](const FieldRecord& one) { return one.kind->level == LOG_LEVEL_ERROR; });
+    }
+    return found ? std::optional(ServiceContext::PRESENT) : std::nullopt;
+}
+
+}  // namespace
+
+FieldLog::FieldLog(const std::string& name, Telephone& telephone)
+    : m_name(name),
+      m_telephone(telephone),
+      m_records(name),
+      m_level(m_records.highestLevel()),
+      m_showsProgress(::isatty(STDERR_FILENO) != 0)
+{
+    telephone.recorder().keepLog(m_level);
+    if (m_level == 0) {
+        assume("there is no record of the plug-in", 1);
+    } else if (m_level < LOG_LEVEL_TRACE) {
+        assume("no record tells what the plug-in was given: that takes level 5, better 6", 1);
+    } else if (m_level < LOG_LEVEL_DETAIL) {
+        assume("no record of level 6: changes of the mode are not told, and what has that level is not compared", 1);
+    }
+}
+
+FieldLog::~FieldLog()
+{
+    m_telephone.recorder().keepLog(0);
+}
+
+bool FieldLog::next(Given& command)
+{
+    while (m_told.empty()) {
+        m_records.passUsed();
+        if (m_records.next().empty()) {
+            return false;
+        }
+        tellCommand();
+    }
+    command = {m_told.front(), std::exchange(m_comments, {})};
+    return true;
+}
+
+/// Tells what is to be played for the first record, or leaves it out.
+void FieldLog::tellCommand()
+{
+    FieldRecord& first = m_records.next().front();
+    if (first.kind->level > m_level) {
+        changeLevel(first.kind->level, first.line);
+    }
+    Told told = commandAt(m_records.next());
+    if (first.is("getSessionInCall()") && !m_knownMachine.empty()) {
+        told = {{"isInCall", m_knownMachine}, "the log does not tell which line is asked about; one that is known"};
+    }
+    if (told.command.empty()) {
+        m_comparison.leaveOut(first);
+        return;
+    }
+    if (told.assumed != nullptr) {
+        assume(told.assumed, first.line);
+    }
+    const bool starts = told.command.front() == "start";
+    if (starts && m_telephone.running()) {
+        m_told.push_back({"stop"});
+        assume("the service starts while it runs: it was stopped before", first.line);
+    }
+    tellLookUps(starts);
+    if (!starts && !m_telephone.running()) {
+        m_told.push_back({"start"});
+        m_startAssumed = true;
+        assume("the log begins after the start of the service, which is played first; what went before is not known",
+               first.line);
+    }
+    m_told.push_back(std::move(told.command));
+}
+
+/// Services are looked up when the service starts, or when they are needed first; the log tells what was found.
+void FieldLog::tellLookUps(bool starts)
+{
+    const NextRecords& records = m_records.next();
+    const auto isEnd = [&](const FieldRecord& record) {
+        return starts
+                   ? record.is("getDataItem:(item=%s)") || record.is("m_configManager NULL. Failed to initialize MRS.")
+                   : beginsFromOutside(record);
+    };
+    std::size_t end = 1;
+    while (end < records.size() && !isEnd(records[end])) {
+        ++end;
+    }
+    for (const char* const service : {starts ? "PhysicalInterfaceServiceIfc" : "CommunicationsServiceEventIfc",
+                                      starts ? "LocalMgmtIfc" : "MediaControlServiceIfc"}) {
+        std::optional<Answer> answer;
+        for (std::size_t at = 0; at < end && !answer; ++at) {
+            answer = answerAt(records, at, service);
+        }
+        if (!answer && starts) {
+            answer = Answer::PRESENT;
+        }
+        if (answer) {
+            setAnswer(service, *answer, records.front().line);
+        }
+    }
+}
+
+void FieldLog::setAnswer(const std::string& service, Answer answer, std::size_t line)
+{
+    if (answer != Answer::PRESENT && m_lookedUp.count(service) != 0) {
+        m_told.push_back({"reset"});
+        m_lookedUp.clear();
+        assume("a service is not found that was: its look-up was reset before", line);
+    }
+    if (m_answers[service] != answer) {
+        m_answers[service] = answer;
+        m_told.push_back({answer == Answer::PRESENT   ? "present"
+                          : answer == Answer::MISSING ? "missing"
+                                                      : "wrong",
+                          service});
+    }
+}
+
+void FieldLog::played(const Step& step)
+{
+    ++m_commands;
+    const bool tells = m_told.size() == 1;
+    m_told.pop_front();
+    noteLookUps(step);
+    if (m_startAssumed && step.command.front() == "start") {
+        m_startAssumed = false;
+        return;
+    }
+    FieldRecord& first = m_records.next().front();
+    const int level = m_comparison.compare(step.log, m_records, m_level);
+    if (level < m_level) {
+        changeLevel(level, first.line);
+    }
+    if (tells && !first.used) {
+        m_comparison.leaveOut(first);
+    }
+    const std::string& name = step.command.front();
+    const bool namesLine = name == "LMSCreateSession" || name == "activateRecording" ||
+                           name == "getRecordingStateMachineCreateNewIfNeeded";
+    if (name == "stop") {
+        m_knownMachine.clear();
+    } else if (namesLine && std::any_of(step.log[CALLER].begin(), step.log[CALLER].end(),
+                                        [](const LogLine& log) { return log.component == MachineLog::MACHINE; })) {
+        m_knownMachine = step.command[1];
+    }
+    showProgress();
+}
+
+void FieldLog::noteLookUps(const Step& step)
+{
+    for (const auto& records : step.records) {
+        for (const Record& record : records) {
+            const Call* const call = std::get_if<Call>(&record);
+            if (call != nullptr && call->name == "SvcRTEContext.getService") {
+                const auto& service = std::get<std::string>(call->arguments.front());
+                if (m_answers[service] == Answer::PRESENT) {
+                    m_lookedUp.insert(service);
+                }
+            }
+        }
+    }
+}
+
+bool FieldLog::refused(const Mistake& mistake)
+{
+    FieldRecord& first = m_records.next().front();
+    assume(std::string("passed over: ") + mistake.what(), first.line);
+    m_comparison.leaveOut(first);
+    m_told.clear();
+    return true;
+}
+
+void FieldLog::changeLevel(int level, std::size_t line)
+{
+    assume("the log goes up to level " + std::to_string(level) + " from about here on", line);
+    m_level = level;
+    m_telephone.recorder().keepLog(level);
+}
+
+void FieldLog::assume(const std::string& what, std::size_t line)
+{
+    const auto [known, isNew] = m_assumptions.try_emplace(what, Place{line, 0});
+    known->second.more += isNew ? 0 : 1;
+    m_comments.push_back("# line " + std::to_string(line) + " of the log: " + what);
+}
+
+void FieldLog::showProgress() const
+{
+    if (m_showsProgress && m_commands % PROGRESS_EVERY == 0) {
+        std::fprintf(stderr, "\r%s: %d %%", m_name.c_str(), static_cast<int>(100 * m_records.partRead()));
+    }
+}
+
+bool FieldLog::report(std::ostream& output) const
+{
+    const LogComparison::Difference& difference = m_comparison.firstDifference();
+    std::map<std::string, Place> assumptions = m_assumptions;
+    const auto add = [&assumptions](const char* what, std::size_t line, std::size_t count) {
+        if (count > 0) {
+            assumptions[what] = {line, count - 1};
+        }
+    };
+    add("names a component without a text of it that is known: passed over", m_records.firstUnknown(),
+        m_records.numberOfUnknown());
+    add("the record is cut: what is missing was taken to agree", m_comparison.firstCut(), m_comparison.numberOfCut());
+    add("the log ends before its last command does", m_records.linesRead(), m_comparison.endsEarly() ? 1 : 0);
+    std::string text = m_showsProgress ? "\r\x1b[K" : "";
+    std::vector<std::pair<std::size_t, std::string>> inOrder;
+    inOrder.reserve(assumptions.size());
+    for (const auto& [what, place] : assumptions) {
+        inOrder.emplace_back(place.line, what + (place.more == 0 ? "" : " (" + std::to_string(place.more) + " more)"));
+    }
+    std::sort(inOrder.begin(), inOrder.end());
+    for (const auto& [line, what] : inOrder) {
+        text += m_name + ':' + std::to_string(line) + ": " + what + '\n';
+    }
+    text += std::to_string(m_commands) + " commands; the replay logs ";
+    if (difference.line == 0) {
+        output << text << "the same" << std::endl;
+        return true;
+    }
+    const auto side = [](const std::string& record) {
+        return (record.empty() ? "nothing" : shortened(quoted(record), LONGEST_SIDE)) + '\n';
+    };
+    text += "something else, first at " + m_name + ':' + std::to_string(difference.line) + '\n';
+    output << text << "  the log:    " << side(difference.field) << "  the replay: " << side(difference.replay)
+           << std::flush;
+    return false;
+}
+
+}  // namespace deskphone

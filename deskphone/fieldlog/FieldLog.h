@@ -1,0 +1,71 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <ostream>
+#include <set>
+#include <string>
+
+#include "fieldlog/FieldRecords.h"
+#include "fieldlog/LogComparison.h"
+#include "scenario/Source.h"
+#include "telephone/StandIns.h"
+
+namespace deskphone {
+
+class Telephone;
+
+/// The log of a telephone in the field as a source: gives the commands that the plug-in was given then, and compares
+/// what the replay of each logs with the log.
+///
+/// What one operation traces on behalf of another is known from the replay: a command is what the first record tells of
+/// that no command before it has logged.
+class FieldLog : public Source {
+public:
+    /// The telephone, which is not owned, keeps its log for the comparison as long as this lives. Throws
+    /// std::system_error, with the name, when the log cannot be read.
+    FieldLog(const std::string& name, Telephone& telephone);
+    ~FieldLog() override;
+
+    bool next(Given& command) override;
+    void played(const Step& step) override;
+    bool refused(const Mistake& mistake) override;
+
+    /// After the run: what was assumed, and how far the replay agrees. Returns whether it does.
+    bool report(std::ostream& output) const;
+
+private:
+    using Answer = ServiceContext::Answer;
+
+    struct Place {
+        std::size_t line;  // the first one
+        std::size_t more;
+    };
+
+    void tellCommand();
+    void tellLookUps(bool starts);
+    void setAnswer(const std::string& service, Answer answer, std::size_t line);
+    void noteLookUps(const Step& step);
+    void changeLevel(int level, std::size_t line);
+    void assume(const std::string& what, std::size_t line);
+    void showProgress() const;
+
+    const std::string m_name;
+    Telephone& m_telephone;
+    FieldRecords m_records;
+    int m_level;  // up to which the log goes at this place
+    LogComparison m_comparison;
+
+    std::deque<Words> m_told;             // the commands to play next; the last one is told by the first record
+    std::vector<std::string> m_comments;  // on the next of them
+    bool m_startAssumed = false;
+    std::string m_knownMachine;               // a line that has a machine
+    std::map<std::string, Answer> m_answers;  // to look-ups; PRESENT where none is set
+    std::set<std::string> m_lookedUp;         // the services that the plug-in has found
+
+    std::size_t m_commands = 0;
+    std::map<std::string, Place> m_assumptions;
+    const bool m_showsProgress;
+};
+
+}  // namespace deskphone

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "fieldlog/FieldRecords.h"
+#include "telephone/Step.h"
+
+namespace deskphone {
+
+/// A command that records tell of. What they leave open is assumed.
+struct Told {
+    Words command = {};             // none when they tell of no command
+    const char* assumed = nullptr;  // null: nothing
+};
+
+/// The command that the first of the records begins. Called when all that earlier commands log is used: what it
+/// traces is then nothing that another operation does.
+Told commandAt(const NextRecords& records);
+
+/// Whether an operation began here that nothing but the telephone can have called.
+bool beginsFromOutside(const FieldRecord& record);
+
+}  // namespace deskphone

@@ -1,0 +1,28 @@
+#include "show/SavedScenario.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include "scenario/ScenarioWriter.h"
+
+namespace deskphone {
+
+SavedScenario::SavedScenario(const std::string& name) : m_name(name), m_file(name, std::ios::binary)
+{
+    check();
+}
+
+void SavedScenario::add(const Step& step)
+{
+    m_file << asScenario(step) << std::flush;
+    check();
+}
+
+void SavedScenario::check() const
+{
+    if (!m_file) {
+        throw std::system_error(errno, std::generic_category(), m_name);
+    }
+}
+
+}  // namespace deskphone

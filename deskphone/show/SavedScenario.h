@@ -1,0 +1,26 @@
+#pragma once
+
+#include <fstream>
+#include <string>
+
+#include "show/Show.h"
+
+namespace deskphone {
+
+/// Writes what was played as a scenario, so that it can be played again, whichever source it came from.
+class SavedScenario : public Show {
+public:
+    /// Replaces the file's content. Throws std::system_error, with the name, when it cannot be written.
+    explicit SavedScenario(const std::string& name);
+
+    void add(const Step& step) override;
+    bool showsMachines() const override { return false; }
+
+private:
+    void check() const;
+
+    const std::string m_name;
+    std::ofstream m_file;
+};
+
+}  // namespace deskphone

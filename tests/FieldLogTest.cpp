@@ -1,0 +1,296 @@
+// What a telephone leaves behind, as log or scenario, and what is made of such a log.
+
+#include <gmock/gmock.h>
+
+#include <random>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Program.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+/// Nor with addresses, nor with the places in the source, which tell apart what has the same text.
+std::string withoutTimes(const std::string& log)
+{
+    return withoutAddresses(std::regex_replace(log, std::regex("(^|\n)20[0-9:T.-]*Z (.*):[0-9]+: "), "$1$2: "));
+}
+
+TEST(LogFile, HoldsTheLogThatIsShownWithTimesThreadsAndSourceLines)
+{
+    const TemporaryFile log;
+    const std::string input = "LMSDestroySession 7\nlog 0\nLMSDestroySession 8\n";
+    EXPECT_EQ(deskphone("--log-file " + log.name(), input).output, deskphone("", input).output);
+    EXPECT_THAT(log.content(),
+                MatchesRegex("20[0-9-]+T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}Z dispatcher 2 RecordingController "
+                             "\\./src/RecordingController:[1-9][0-9]*: LMSDestroySession: session with handle==7 not "
+                             "found. Couldn't call destroySession.\n"));
+}
+
+TEST(LogFile, HoldsNothingThatTheTelephoneAsksForItself)
+{
+    const TemporaryFile watched;
+    const TemporaryFile silent;
+    const std::string refused = "activateRecording sip:1\n";
+    deskphone("--log 6 --log-file " + watched.name(), refused);
+    deskphone("--log 6 --json --log-file " + silent.name(), refused);
+    EXPECT_EQ(withoutTimes(watched.content()), withoutTimes(silent.content()));
+}
+
+TEST(SavedScenario, PlaysAgainAsItWasPlayed)
+{
+    const TemporaryFile saved;
+    for (const char* const story : {"odd-line-uris.scenario", "stop-and-restart.scenario"}) {
+        const std::string file = (SCENARIOS / story).string();
+        const std::string output = deskphone("--json --save " + saved.name() + " " + file).output;
+        EXPECT_EQ(withoutAddresses(deskphone("--json " + saved.name()).output), withoutAddresses(output));
+    }
+    deskphone("--save " + saved.name(), "activateRecording \"\x01\\t# \\\"\"\nlog 0");
+    EXPECT_EQ(saved.content(), "activateRecording \"\x01\\t# \\\"\"\nlog 0\n");
+}
+
+TEST(SavedScenario, NeverReplacesWhatIsPlayed)
+{
+    const TemporaryFile scenario("log 0\n");
+    for (const std::string option : {"--save", "--log-file", "--chart"}) {
+        const Played run = deskphone(option + " /tmp/../" + scenario.name() + " " + scenario.name());
+        EXPECT_EQ(run.status, 2);
+        EXPECT_THAT(run.errors, HasSubstr(option + " would overwrite " + scenario.name()));
+        EXPECT_EQ(scenario.content(), "log 0\n");
+    }
+}
+
+/// Scenarios of everything that a log tells.
+class RandomScenario {
+public:
+    explicit RandomScenario(unsigned seed) : m_random(seed) {}
+
+    std::string text()
+    {
+        std::string lines;
+        bool runs = false;
+        for (int count = 0; count < 60; ++count) {
+            const std::string command = next(runs);
+            const bool starts = command.find("Ifc") == std::string::npos && command != "reset";
+            runs = command != "stop" && (runs || starts);
+            lines += command + '\n';
+        }
+        return lines;
+    }
+
+private:
+    std::size_t below(std::size_t limit) { return m_random() % limit; }
+    std::string oneOf(const std::vector<std::string>& choices) { return choices[below(choices.size())]; }
+    std::string number() { return ' ' + std::to_string(below(5)); }
+
+    std::string line()
+    {
+        return ' ' + oneOf({"sip:100@office", "sip:100@office", "sip:200@office", "sip:300@office", "\"\"",
+                            "\"RecordingController: x), callID=1\"", "\"a\\n\\tb = \\\"; c]==0x12, in state: d \"",
+                            "%s%n", "bad\xff\xc3(utf"});
+    }
+
+    std::string next(bool runs)
+    {
+        static const std::vector<std::string> tags{"call-recording-mode-config",
+                                                   "call-recording-mode",
+                                                   "call-recorder-address-config",
+                                                   "call-recording-active",
+                                                   "a=b",
+                                                   "\"no tag\""};
+        static const std::vector<std::string> services{"PhysicalInterfaceServiceIfc", "CommunicationsServiceEventIfc",
+                                                       "MediaControlServiceIfc", "LocalMgmtIfc"};
+        const std::string mode = ' ' + oneOf({"disabled", "manual", "autostart", "allcalls", "allcalls"});
+        switch (below(34)) {
+            case 0:
+            case 1:
+            case 2: return "activateRecording" + line();
+            case 3: return "deactivateRecording" + line();
+            case 4: return "setOriginatingLine" + line();
+            case 5:
+            case 6: return "setLineStatus" + line() + ' ' + oneOf({"1", "5", "11", "16", "-7"}) + number() + line();
+            case 7: return "featureKeyDefinitionChanged" + number() + ' ' + oneOf({"56", "1"});
+            case 8:
+                return oneOf({"getCallRecordingOn", "getCallRecordingActivated", "getCallRecordingAutostarts",
+                              "getCallRecordingUserControllable", "getRecordingActivation",
+                              "getRecordingStateMachineCreateNewIfNeeded"}) +
+                       line();
+            case 9: return "dataChangedEvent call-recording-mode" + mode;
+            case 10: return "dataChangedEvent " + oneOf({"function-key-id-3 56", "mobility-user-data-update x"});
+            case 11:
+            case 12:
+            case 13: return "setRecordingModeConfig" + mode;
+            case 14: return "setDataItem " + std::to_string(1 + below(7)) + mode;
+            case 15: return "getDataItem " + std::to_string(1 + below(7));
+            case 16: return "getData " + oneOf(tags) + ' ' + oneOf(tags);
+            case 17: return "setData " + oneOf(tags) + mode + ' ' + oneOf(tags) + " \"x=\\ny\"";
+            case 18: return oneOf({"eventRecordingStarted", "eventRecordingStopped"}) + line();
+            case 19: return "setRecordingActivation" + line() + ' ' + oneOf({"true", "false"});
+            case 20: return "setCallRecMode" + mode;
+            case 21: return oneOf({"resynchronizeDataSets", "dumpStateMachines", "getSelectedLineRecordingOn"});
+            case 22:
+                return "handleMessage " + oneOf({"activateRecording:14:sip:100@office", "\"x\\n\""}) + ' ' +
+                       oneOf({"service", "service", "none", "wrong"});
+            case 23: return oneOf({"missing ", "wrong ", "present "}) + oneOf(services);
+            case 24: return runs ? "stop" : "start";
+            case 25: return runs || below(2) == 0 ? "reset" : "start no-store";
+            case 26: return "LMSDestroySession" + number();
+            case 27:
+            case 28: return "LMSEventAttached" + number() + number() + number();
+            case 29: return "LMSEventStreaming" + number() + number() + number();
+            case 30: return "LMSEventNotStreaming" + number();
+            case 31: return "LMSEventErrorStatus" + number() + number();
+            default: return "LMSCreateSession" + line() + number();
+        }
+    }
+
+    std::mt19937 m_random;
+};
+
+/// Another twenty with each --gtest_repeat --gtest_shuffle.
+TEST(FieldLog, OfRandomScenariosReplaysToTheSameLog)
+{
+    const TemporaryFile log;
+    const TemporaryFile saved;
+    const TemporaryFile again;
+    const int round = GTEST_FLAG_GET(shuffle) ? ::testing::UnitTest::GetInstance()->random_seed() : 0;
+    const auto first = 20 * static_cast<unsigned>(round);
+    for (unsigned seed = first; seed < first + 20; ++seed) {
+        const std::string scenario = RandomScenario(seed).text();
+        ASSERT_EQ(deskphone("--log 6 --log-file " + log.name(), scenario).status, 0) << scenario;
+        const Played replay = deskphone("--from-log " + log.name() + " --save " + saved.name());
+        EXPECT_EQ(replay.status, 0) << "seed " << seed << '\n' << replay.errors << scenario;
+        EXPECT_THAT(replay.errors, HasSubstr(" commands; the replay logs the same\n"));
+        deskphone("--log 6 --log-file " + again.name() + " " + saved.name());
+        EXPECT_EQ(withoutTimes(again.content()), withoutTimes(log.content())) << "seed " << seed;
+    }
+}
+
+/// What the scenario logs at this level.
+std::string logOf(const std::string& scenario, int level)
+{
+    const TemporaryFile log;
+    deskphone("--log " + std::to_string(level) + " --log-file " + log.name(), scenario);
+    return log.content();
+}
+
+/// The story without its own log levels.
+std::string storyOf(const std::string& name)
+{
+    return std::regex_replace(contentOf(SCENARIOS / (name + ".scenario")), std::regex("(^|\n)log [0-9]"), "$1");
+}
+
+Played replayOf(const std::string& log, const std::string& options = "")
+{
+    const TemporaryFile file(log);
+    Played replay = deskphone("--from-log " + file.name() + options);
+    replay.errors = std::regex_replace(replay.errors, std::regex(file.name()), "LOG");
+    return replay;
+}
+
+constexpr const char* SAME = " commands; the replay logs the same\n";
+
+TEST(FieldLog, TellsWhichServicesWereFoundAtEitherLevel)
+{
+    for (const int level : {5, 6}) {
+        const Played replay = replayOf(logOf(storyOf("missing-services"), level));
+        EXPECT_EQ(replay.status, 0) << replay.errors;
+        EXPECT_THAT(replay.errors, HasSubstr(": the service starts while it runs: it was stopped before (2 more)\n"));
+        EXPECT_EQ(replay.errors.find("no record of level 6") == std::string::npos, level == 6);
+    }
+}
+
+TEST(FieldLog, IsReadWhateverStandsAroundItsRecords)
+{
+    const std::string log = logOf(storyOf("every-trace") + "setData call-recording-active x\n", 6);
+    const std::regex record("(^|\n)(20[^ ]*) [a-z]+ ([0-9]) ([A-Za-z]+) ([^ ]*): ");
+    for (const char* const form :
+         {"$1Nov  3 08:36:45 phone mrs[8]: <$3> $4($5) ", "$1[Thread 0x7f (LWP $3)] $4: ", "$1$4 ",
+          "$1Nov  3 08:36:45 phone kernel: RecordingController is up\nNov  3 08:36:45 phone mrs[8]: $4 - ",
+          "$1[New Thread 0x7f]\n$2 $4: "}) {
+        const Played replay = replayOf(std::regex_replace(log, record, form));
+        EXPECT_EQ(replay.status, 0) << form << '\n' << replay.errors;
+        EXPECT_THAT(replay.errors, HasSubstr("26" + std::string(SAME))) << form;
+    }
+    EXPECT_THAT(replayOf(std::regex_replace(log, std::regex("\n"), "\r\n")).errors, HasSubstr(SAME));
+}
+
+TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
+{
+    const std::string two =
+        logOf("start\nLMSCreateSession sip:1 7\nLMSEventNotStreaming 1\ngetCallRecordingOn sip:1\n", 6);
+    const std::size_t event = two.find("LMSEventNotStreaming(");
+    const std::size_t query = two.rfind("\n20", two.find("getCallRecordingOn(line = sip:1)", event)) + 1;
+    const std::size_t list = two.find("\tstateMachines", event);
+    // The query comes between the lines of a record, and within the event.
+    const std::string mixed = two.substr(0, list) + two.substr(query) + two.substr(list, query - list);
+    const Played replay = replayOf(mixed);
+    EXPECT_EQ(replay.errors, "4" + std::string(SAME));
+}
+
+TEST(FieldLog, TellsTheFirstRecordThatDiffers)
+{
+    const std::string log = logOf("start\ngetDataItem 5\nfeatureKeyDefinitionChanged 1 56\n", 6);
+    const auto changed = [&log](const char* from, const char* to) {
+        return replayOf(std::regex_replace(log, std::regex(from), to));
+    };
+    const Played other = changed("recordingOn = false", "recordingOn = true");
+    EXPECT_EQ(other.status, 1);
+    EXPECT_EQ(other.errors,
+              "3 commands; the replay logs something else, first at LOG:12\n"
+              "  the log:    \"MediaRecordingService: updateCallRecordingFPKLamp() recordingOn = true\"\n"
+              "  the replay: \"MediaRecordingService: updateCallRecordingFPKLamp() recordingOn = false\"\n");
+    EXPECT_THAT(changed("20.*recordingOn = false\n", "").errors,
+                HasSubstr("the log ends before its last command does"));
+    EXPECT_THAT(
+        changed("20.*getRecordingActivation.*\n", "").errors,
+        HasSubstr("first at LOG:10\n  the log:    \"RecordingConfigManager: getDataItem:(item=callRecordingMode)"
+                  "\"\n  the replay: \"RecordingConfigManager: getRecordingActivation(linuURI=)\"\n"));
+    EXPECT_THAT(changed("20.*Create LMS.*", "$&\n$&").errors,
+                HasSubstr("first at LOG:5\n  the log:    \"MediaRecordingService: Create LMSEventDispatcher\"\n"
+                          "  the replay: nothing\n"));
+}
+
+TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
+{
+    const std::string log =
+        logOf("start\nLMSCreateSession sip:1 7\nLMSCreateSession sip:" + std::string(300, '2') + " 8\n", 6);
+    const Played middle = replayOf(log.substr(log.find("LMSCreateSession(") - 80));
+    EXPECT_EQ(middle.status, 0);
+    EXPECT_THAT(middle.errors,
+                HasSubstr("LOG:1: the log begins after the start of the service, which is played first"));
+    EXPECT_THAT(
+        replayOf(std::regex_replace(log, std::regex("(20.*dump.*\n.*\n\\tstateMachines.{50}).*\n"), "$1\n")).errors,
+        ::testing::Not(HasSubstr(SAME)));
+    EXPECT_THAT(replayOf(logOf("missing LocalMgmtIfc\nstart\n", 3)).errors,
+                HasSubstr("LOG:1: no record tells what the plug-in was given: that takes level 5, better 6\n"));
+    const std::regex beyond("(\n20[^\n]{254})[^\n]+");
+    EXPECT_EQ(replayOf(std::regex_replace(logOf("start\nLMSEventErrorStatus 9 1\n", 6), beyond, "$1")).errors,
+              "LOG:10: the record is cut: what is missing was taken to agree\n2" + std::string(SAME));
+    EXPECT_EQ(replayOf("no log\n").errors, "LOG:1: there is no record of the plug-in\n0" + std::string(SAME));
+}
+
+/// Every tenth record is torn, left out or doubled.
+TEST(FieldLog, ThatIsTornIsReadToItsEndAndSaidToDiffer)
+{
+    for (unsigned seed = 1; seed <= 30; ++seed) {
+        std::mt19937 random(seed);
+        std::istringstream lines(logOf(RandomScenario(seed).text(), 6));
+        std::string torn;
+        for (std::string line; std::getline(lines, line);) {
+            const auto fate = random() % 30;
+            torn += fate == 0 ? line.substr(0, random() % (line.size() + 1)) + '\n' : fate == 1 ? "" : line + '\n';
+            torn += fate == 2 ? line + '\n' : "";
+        }
+        const Played replay = replayOf(torn);
+        EXPECT_EQ(replay.status, 1) << seed << replay.errors;
+        EXPECT_THAT(replay.errors, HasSubstr(" commands; the replay logs something else, first at LOG:")) << seed;
+    }
+}
+
+}  // namespace
