@@ -10,7 +10,7 @@ if(MRS_ON_WORKSTATION)
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
     list(APPEND installed runtime)
     install(DIRECTORY platform/ DESTINATION ${header_dir}/platform)
-    install(DIRECTORY runtime/ DESTINATION ${header_dir}/runtime FILES_MATCHING PATTERN "*.h")
+    install(DIRECTORY runtime/ DESTINATION ${header_dir}/runtime FILES_MATCHING PATTERN "*.h" PATTERN orders EXCLUDE)
 endif()
 
 install(TARGETS ${installed} EXPORT MediaRecordingServiceTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
