@@ -37,7 +37,7 @@ const char* LogFile::timeNow()
     const auto second = duration_cast<seconds>(now);
     if (second != m_second) {
         m_second = second;
-        const std::time_t time = second.count();
+        const auto time = static_cast<std::time_t>(second.count());
         std::tm parts{};
         ::gmtime_r(&time, &parts);
         std::strftime(m_time, sizeof m_time, "%Y-%m-%dT%H:%M:%S", &parts);
