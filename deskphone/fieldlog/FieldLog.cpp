@@ -247,6 +247,10 @@ bool FieldLog::report(std::ostream& output) const
     for (const auto& [line, what] : inOrder) {
         text += m_name + ':' + std::to_string(line) + ": " + what + '\n';
     }
+    if (m_commands == 0) {
+        output << text << "0 commands; nothing was compared" << std::endl;
+        return false;
+    }
     text += std::to_string(m_commands) + " commands; the replay logs ";
     if (difference.line == 0) {
         output << text << "the same" << std::endl;
