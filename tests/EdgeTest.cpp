@@ -164,8 +164,9 @@ const Operation OPERATIONS[] = {
 };
 
 // All but setDirection() and the look-up of media control, which come with the session table locked.
-const Lines SERVICES_THAT_MAY_COME_BACK = {"publish",  "subscribe", "lamp",   "status",  "mode",
-                                           "register", "attach",    "detach", "activate"};
+const Lines SERVICES_THAT_MAY_COME_BACK = {
+    "publish",  "subscribe", "lamp",   "status",   "mode",
+    "register", "attach",    "detach", "activate", "CommunicationsServiceEventIfc"};
 
 TEST(AServiceThatComesBack, MayCallEveryOperation)
 {
@@ -175,7 +176,7 @@ TEST(AServiceThatComesBack, MayCallEveryOperation)
             Telephone telephone;
             std::atomic<int> times{0};
             thread_local bool inside = false;
-            telephone.journal.onCall = [&](const std::string& name) {
+            telephone.journal.onCall = telephone.context.onLookUp = [&](const std::string& name) {
                 const bool started = telephone.service->getRecordingController() != nullptr &&
                                      telephone.service->getRecordingConfigManager() != nullptr;
                 // Often enough; an operation that leads to a request comes back from the worker without end.
@@ -188,7 +189,7 @@ TEST(AServiceThatComesBack, MayCallEveryOperation)
             };
             telephone.play();
             runtime::waitUntilIdle();
-            telephone.journal.onCall = nullptr;
+            telephone.journal.onCall = telephone.context.onLookUp = nullptr;
             EXPECT_GT(times, 0);
 
             // The telephone records the next call, and the management system knows what the store holds.

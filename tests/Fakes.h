@@ -207,11 +207,15 @@ struct FakeContext : Fake, Context {
     Executable* getService(const std::string& name) override
     {
         journal.call("getService", name);
+        if (onLookUp) {
+            onLookUp(name);
+        }
         const auto found = services.find(name);
         return found == services.end() ? nullptr : found->second;
     }
 
     Services services;
+    std::function<void(const std::string& name)> onLookUp;
 };
 
 struct FakeCallControl : Fake, CSfi, SfiRecordingController {
