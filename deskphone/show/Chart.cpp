@@ -1,5 +1,6 @@
 #include "show/Chart.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <iostream>
@@ -65,8 +66,15 @@ void addEncoded(std::string& text, std::string_view character)
 /// The text as Mermaid takes it: no longer than is useful, in lines of about this width.
 std::string label(const std::string& text, std::size_t width)
 {
-    const std::string useful = shortened(text, LONGEST_TEXT);
     std::string result;
+    // Most texts are short and plain, and a long run has many.
+    if (text.size() <= width && std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; })) {
+        for (const char& c : text) {
+            addEncoded(result, {&c, 1});
+        }
+        return result.erase(result.find_last_not_of(' ') + 1);
+    }
+    const std::string useful = shortened(text, LONGEST_TEXT);
     for (const Characters& line : linesOf(useful, width)) {
         result += result.empty() ? "" : "<br/>";
         for (const std::string_view character : line) {
