@@ -167,7 +167,7 @@ RecordingStateMachine::Action RecordingStateMachine::ExecuteAction(int event)
 {
     const int current = getState();
     contained(COMPONENT, SOURCE, "ExecuteAction",
-              [=] { m_previousEvent = eventNames[event]; });  // only the dump shows it
+              [this, event] { m_previousEvent = eventNames[event]; });  // only the dump shows it
     if (current == ILLEGAL_STATE) {
         MRS_LOG(
             LOG_LEVEL_DETAIL,
@@ -396,7 +396,7 @@ void RecordingStateMachine::callDatasetSynchronizationLock(bool lock)
     if (m_configManager == nullptr) {
         return;
     }
-    contained(COMPONENT, SOURCE, "callDatasetSynchronizationLock", [=] {
+    contained(COMPONENT, SOURCE, "callDatasetSynchronizationLock", [&] {
         // The store publishes, and whoever hears of it may end the session.
         const LineOfSession line(*m_recSessionController, *known);
         if (lock) {
