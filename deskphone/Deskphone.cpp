@@ -81,7 +81,7 @@ bool isConversation(const std::string& name)
     return name == "-" && ::isatty(STDIN_FILENO) != 0;
 }
 
-std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone, const std::string& story)
+std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone, const Story& story)
 {
     if (isConversation(name)) {
         return std::make_unique<Conversation>(telephone, std::cerr, story);
@@ -143,7 +143,7 @@ private:
                     show->add(step);
                 }
                 if (m_keepsStory) {
-                    m_story += asScenario(step);
+                    m_story.add(step);
                 }
                 source.played(step);
                 tellOfSilence();
@@ -167,7 +167,7 @@ private:
     Telephone m_telephone;
     Player m_player{m_telephone};
     bool m_keepsStory = false;  // for a person, who may save it
-    std::string m_story;        // what was played, as a scenario
+    Story m_story;
     const Shows& m_shows;
     bool& m_toldOfSilence;
 };

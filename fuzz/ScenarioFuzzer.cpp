@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (words.empty()) {
         return 0;
     }
-    std::string line = asScenario({1, words});
+    std::string line = ScenarioWriter().add({1, words});
     line.pop_back();
     if (splitLine(line) != words) {
         std::abort();

@@ -59,6 +59,8 @@ TEST(Program, RefusesAMistakeWithItsPlaceAfterWhatWasPlayed)
         {"getCallRecordingOn \"a\\x\"", "\\x"},
         {"getCallRecordingOn \"a\"b", "blank"},
         {"getCallRecordingOn a\"b", "quote"},
+        {"end", "at-once"},
+        {"at-once now", "\"now\""},
     };
     for (const auto& [lines, word] : mistakes) {
         const TemporaryFile file("# comment\n\nlog 0\n" + lines + "\nlog 1\n");
@@ -70,6 +72,20 @@ TEST(Program, RefusesAMistakeWithItsPlaceAfterWhatWasPlayed)
         EXPECT_THAT(run.output, ::testing::Not(HasSubstr("\"log\",\"1\"")));
         EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\n'), line == 4 ? 2 : 9) << run.output;
     }
+}
+
+TEST(Program, PlaysWhatIsGivenAtOnceOneAfterTheOther)
+{
+    const std::string block = "at-once\n    start\n    reset\nend\n";
+    const TemporaryFile saved;
+    const Played run = deskphone("--json --log 0 --save " + saved.name(), block + block);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, "-:6: start: the service runs already\n");
+    EXPECT_THAT(run.output, HasSubstr("{\"step\":1,\"result\":null}\n{\"step\":2,\"command\":[\"reset\"]}\n"));
+    EXPECT_EQ(saved.content(), block);
+    EXPECT_EQ(deskphone("", "at-once\nreset\n at-once").errors,
+              "-:3: at-once: commands are given at once already; expected end before it\n");
+    EXPECT_EQ(deskphone("", "reset\n at-once\nreset\n").errors, "-:2: at-once: no end stands behind it\n");
 }
 
 TEST(Program, RefusesBadOptionsAndUnreadableFiles)

@@ -108,6 +108,9 @@ TEST_P(ThePrompt, NamesTheWordOfAMistakeWithoutAPlaceAndGoesOn)
     EXPECT_THAT(terminal.answerTo("stop"), HasSubstr("stop: the service does not run"));
     EXPECT_THAT(terminal.answerTo("exit now"), HasSubstr("\"now\" is one word too many"));
     EXPECT_THAT(terminal.answerTo("play"), HasSubstr("FILE is missing"));
+    EXPECT_EQ(terminal.answerTo("at-once"), PROMPT);
+    EXPECT_THAT(terminal.answerTo("play file"), HasSubstr("expected end before it"));
+    EXPECT_EQ(terminal.answerTo("end"), PROMPT);
     EXPECT_THAT(terminal.answerTo("log 0"), HasSubstr("1 log 0\r\n"));
     terminal.type("quit\n");
     EXPECT_EQ(terminal.status(), 0);

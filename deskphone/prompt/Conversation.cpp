@@ -103,7 +103,7 @@ Words filesLike(const std::string& begun)
 
 }  // namespace
 
-Conversation::Conversation(Telephone& telephone, std::ostream& errors, const std::string& story)
+Conversation::Conversation(Telephone& telephone, std::ostream& errors, const Story& story)
     : m_telephone(telephone), m_errors(errors), m_story(story)
 {
 }
@@ -128,7 +128,10 @@ bool Conversation::next(Given& command)
             continue;
         }
         if (isCommand(command.words.front())) {
-            return true;
+            if (!m_blocks.take(command)) {
+                return true;
+            }
+            continue;
         }
         perform(command.words);
         if (nextOfFile(command)) {
@@ -168,6 +171,9 @@ void Conversation::perform(const Words& words)
         } else if (name == "status") {
             m_prompt.show(deskphone::describe(m_telephone.status()));
         } else if (name == "play") {
+            if (m_blocks.isOpen()) {
+                throw Mistake("play: commands are given at once; expected end before it");
+            }
             m_file = std::make_unique<ScenarioFile>(words[1] == "-" ? "./-" : words[1], m_errors);
         } else if (name == "save") {
             save(words[1]);
@@ -200,7 +206,7 @@ void Conversation::save(const std::string& file)
     if (m_saved.count(file) == 0 && fs::exists(file)) {
         throw Mistake("save: " + quoted(file) + " exists already; expected a new file");
     }
-    replaceFile(file, m_story);
+    replaceFile(file, m_story.text());
     m_saved.insert(file);
     m_prompt.show("saved in " + file + '\n');
 }

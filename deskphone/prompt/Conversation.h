@@ -7,7 +7,9 @@
 #include <string>
 
 #include "prompt/Prompt.h"
+#include "scenario/Blocks.h"
 #include "scenario/ScenarioFile.h"
+#include "scenario/ScenarioWriter.h"
 #include "scenario/Source.h"
 
 namespace deskphone {
@@ -18,9 +20,9 @@ class Telephone;
 /// from what was played, and goes on after a mistake.
 class Conversation : public Source, private Completer {
 public:
-    /// The telephone is asked for its status; mistakes are reported on `errors`; `story` is what was played so far, as
-    /// a scenario. None is owned.
-    Conversation(Telephone& telephone, std::ostream& errors, const std::string& story);
+    /// The telephone is asked for its status; mistakes are reported on `errors`; `story` is what was played so far.
+    /// None is owned.
+    Conversation(Telephone& telephone, std::ostream& errors, const Story& story);
 
     bool next(Given& command) override;
     void played(const Step& step) override;
@@ -35,10 +37,11 @@ private:
 
     Telephone& m_telephone;
     std::ostream& m_errors;
-    const std::string& m_story;
+    const Story& m_story;
     Prompt m_prompt{*this};
     bool m_greeted = false;
     bool m_left = false;
+    Blocks m_blocks;
     std::unique_ptr<ScenarioFile> m_file;                 // the one that is played; null: none
     std::map<std::string, std::set<std::string>> m_seen;  // words by the name of their place
     std::set<std::string> m_saved;                        // files

@@ -184,6 +184,10 @@ const std::vector<Command>& commands()
         {"start", start,                                                  "[store|no-store]",                    "makes the service and initialises it",                FRAMEWORK, STOPPED_SERVICE},
         {OPERATION(Telephone, stop),                                      "",                                    "destroys the service",                                FRAMEWORK, RUNNING_SERVICE},
 
+        first("Several threads",
+        {"at-once", nullptr,                                              "",                                    "the commands up to end come from a thread each",      NOBODY, NOTHING}),
+        {"end", nullptr,                                                  "",                                    "ends what comes at once",                             NOBODY, NOTHING},
+
         first("The telephone itself",
         {"log", operation<&Telephone::setLogLevel>,                       "LEVEL",                               "logging is on up to this level",                      NOBODY, NOTHING}),
         {"missing", lookUp<ServiceContext::MISSING>,                      "NAME",                                "the look-up finds nothing",                           NOBODY, NOTHING},

@@ -17,7 +17,8 @@ enum Needs { NOTHING, SERVICE, STOPPED_SERVICE, RUNNING_SERVICE };
 /// One row of the table of commands.
 struct Command {
     std::string_view name;
-    /// Performs the command with the words after its name, which are right. Throws what the telephone throws.
+    /// Performs the command with the words after its name, which are right. Throws what the telephone throws. Null for
+    /// the words around a block of commands, which is the sources' matter.
     Value (*perform)(Telephone& telephone, const Words& words);
     /// The places for words after the name, as help shows them: [what may be left out], what may come again..., this|or
     /// that. Any other place's name tells what it takes.

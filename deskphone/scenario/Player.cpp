@@ -10,13 +10,16 @@ Step Player::play(const Given& given)
 {
     const Words& words = given.words;
     const Command& command = findCommand(words);
+    if (command.perform == nullptr) {
+        throw Mistake(words.front() + " is no command by itself");
+    }
     if (command.needs == STOPPED_SERVICE && m_telephone.running()) {
         throw Mistake(words.front() + ": the service runs already");
     }
     if (command.needs == RUNNING_SERVICE && !m_telephone.running()) {
         throw Mistake(words.front() + ": the service does not run");
     }
-    Step step{++m_steps, words, given.comments};
+    Step step{++m_steps, words, given.comments, given.block};
     step.lampWasOn = m_telephone.lampOn();
     if (command.needs == SERVICE && !m_telephone.running()) {
         m_telephone.start(true);

@@ -24,6 +24,14 @@ bool ScenarioFile::next(Given& command)
         if (!comment.empty()) {
             command.comments.push_back(comment);
         }
+        if (!command.words.empty() && m_blocks.take(command)) {
+            m_blockLine = m_line;
+            command.words.clear();
+        }
+    }
+    if (command.words.empty() && m_blocks.isOpen()) {
+        m_line = m_blockLine;
+        throw Mistake("at-once: no end stands behind it");
     }
     return !command.words.empty();
 }

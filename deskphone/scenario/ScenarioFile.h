@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "scenario/Blocks.h"
 #include "scenario/Source.h"
 
 namespace deskphone {
@@ -30,6 +31,8 @@ private:
     std::ostream& m_errors;
     std::unique_ptr<std::FILE, Close> m_file;
     int m_line = 0;  // its number
+    Blocks m_blocks;
+    int m_blockLine = 0;  // where the last block began
 };
 
 }  // namespace deskphone

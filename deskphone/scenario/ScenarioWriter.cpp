@@ -1,19 +1,36 @@
 #include "scenario/ScenarioWriter.h"
 
+#include "scenario/Blocks.h"
 #include "scenario/Words.h"
 
 namespace deskphone {
 
-std::string asScenario(const Step& step)
+std::string ScenarioWriter::add(const Step& step)
 {
     std::string text;
+    if (step.block != Block::FURTHER) {
+        text = rest();
+        m_inBlock = false;
+    }
+    const auto line = [this, &text](const std::string& content) { text += (m_inBlock ? "    " : "") + content + '\n'; };
     for (const std::string& comment : step.comments) {
-        text += comment + '\n';
+        line(comment);
     }
+    if (step.block == Block::FIRST) {
+        line(Blocks::BEGIN);
+        m_inBlock = true;
+    }
+    std::string command;
     for (const std::string& word : step.command) {
-        text += (&word == &step.command.front() ? "" : " ") + asWritten(word);
+        command += (&word == &step.command.front() ? "" : " ") + asWritten(word);
     }
-    return text + '\n';
+    line(command);
+    return text;
+}
+
+std::string ScenarioWriter::rest() const
+{
+    return m_inBlock ? std::string(Blocks::END) + '\n' : "";
 }
 
 }  // namespace deskphone

@@ -6,8 +6,28 @@
 
 namespace deskphone {
 
-/// The step as it stands in a scenario: its comments, a line each, and its command. Read again, it gives the same
+/// Writes steps as they stand in a scenario: the comments, a line each, and the command. Read again, it gives the same
 /// words, whatever bytes they hold.
-std::string asScenario(const Step& step);
+class ScenarioWriter {
+public:
+    /// What the step adds to the text.
+    std::string add(const Step& step);
+    /// What is missing from the text so far: the end of a block.
+    std::string rest() const;
+
+private:
+    bool m_inBlock = false;
+};
+
+/// What was played so far, as a scenario.
+class Story {
+public:
+    void add(const Step& step) { m_text += m_writer.add(step); }
+    std::string text() const { return m_text + m_writer.rest(); }
+
+private:
+    ScenarioWriter m_writer;
+    std::string m_text;
+};
 
 }  // namespace deskphone

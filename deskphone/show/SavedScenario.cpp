@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <system_error>
 
-#include "scenario/ScenarioWriter.h"
-
 namespace deskphone {
 
 SavedScenario::SavedScenario(const std::string& name) : m_name(name), m_file(name, std::ios::binary)
@@ -14,7 +12,13 @@ SavedScenario::SavedScenario(const std::string& name) : m_name(name), m_file(nam
 
 void SavedScenario::add(const Step& step)
 {
-    m_file << asScenario(step) << std::flush;
+    m_file << m_writer.add(step) << std::flush;
+    check();
+}
+
+void SavedScenario::finish()
+{
+    m_file << m_writer.rest() << std::flush;
     check();
 }
 

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <string>
 
+#include "scenario/ScenarioWriter.h"
 #include "show/Show.h"
 
 namespace deskphone {
@@ -14,6 +15,8 @@ public:
     explicit SavedScenario(const std::string& name);
 
     void add(const Step& step) override;
+    void finish() override;
+    void breakOff() override { finish(); }
     bool showsMachines() const override { return false; }
 
 private:
@@ -21,6 +24,7 @@ private:
 
     const std::string m_name;
     std::ofstream m_file;
+    ScenarioWriter m_writer;
 };
 
 }  // namespace deskphone

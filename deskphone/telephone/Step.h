@@ -13,11 +13,15 @@ namespace deskphone {
 
 using Words = std::vector<std::string>;
 
+/// Where a command stands: by itself, or in a block of commands that are given at once, as its first or a further one.
+enum class Block { NONE, FIRST, FURTHER };
+
 /// A command as its source gives it.
 struct Given {
     Words words = {};  // at least one
     /// What was said of it before and behind it, comment by comment, each with its #.
     std::vector<std::string> comments = {};
+    Block block = Block::NONE;
 };
 
 /// What goes into a call or comes out of an operation; std::monostate is nothing.
@@ -74,6 +78,7 @@ struct Step {
     int number;
     Words command;
     std::vector<std::string> comments = {};
+    Block block = Block::NONE;
     Records records = {};
     Value result = {};
     bool lampWasOn = false;    // before the command
