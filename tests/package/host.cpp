@@ -1,9 +1,9 @@
 // A telephone of one file: it starts the recording service, and one call on one line is recorded.
-#include <condition_variable>
+#include <atomic>
+#include <future>
 #include <iostream>
+#include <list>
 #include <memory>
-#include <mutex>
-#include <set>
 #include <string>
 
 #include "CSfi.h"
@@ -19,31 +19,8 @@
 #include "PhysicalInterfaceServiceIfc.h"
 #include "SfiRecordingController.h"
 
-/// What the plug-in has done. It calls on several threads.
-class Done {
-public:
-    void add(const std::string& what)
-    {
-        const std::lock_guard<std::mutex> guard(m_lock);
-        std::cout << what << std::endl;
-        m_done.insert(what);
-        m_changed.notify_all();
-    }
-    void await(const std::string& what)
-    {
-        std::unique_lock<std::mutex> guard(m_lock);
-        m_changed.wait(guard, [&] { return m_done.count(what) > 0; });
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    std::set<std::string> m_done;
-};
-
-/// All services around the plug-in in one.
-struct Telephone : Done,
-                   Context,
+/// All services around the plug-in in one. The plug-in calls it on several threads.
+struct Telephone : Context,
                    Executable,
                    CSfi,
                    SfiRecordingController,
@@ -52,28 +29,25 @@ struct Telephone : Done,
                    MediaControlServiceIfc,
                    CommunicationsServiceEventIfc {
     Executable* getService(const std::string&) override { return this; }
-    void attachRecSession(int id, const std::string& uri) override { add("attach " + std::to_string(id) + " " + uri); }
-    void detachRecSession(int id) override { add("detach " + std::to_string(id)); }
     void registerLMSEventObserver(LMSEventObserverIfc* registered) override { observer = registered; }
     SfiRecordingController* getSfiRecordingController() override { return this; }
-    void setCallRecMode(std::string mode) override { add("mode " + mode); }
+    void setCallRecMode(std::string mode) override { std::cout << "mode " + mode + "\n"; }
+    void attachRecSession(int, const std::string& recorder) override { attached.set_value(recorder); }
+    void detachRecSession(int session) override { detached.set_value(session); }
+    bool setDirection(int, int, MediaDirection asked) override { return direction.set_value(asked), true; }
     int subscribeData(std::list<std::string>&, MgmtAgentIfc*) override { return 1; }
     int publishData(ManageableData&) override { return 1; }
-    void setFPKLamp(PhysDefs::keyFunctionType, PhysDefs::lampStateType state, int, int) override
+    void setFPKLamp(PhysDefs::keyFunctionType, PhysDefs::lampStateType state, int, int) override { lamp = state; }
+    void callRecordingStatus(const std::string& line, int, const std::string& status) override
     {
-        add("lamp " + std::to_string(state));
-    }
-    bool setDirection(int media, int, MediaDirection direction) override
-    {
-        add("direction " + std::to_string(media) + " " + std::to_string(direction));
-        return true;
-    }
-    void callRecordingStatus(const std::string& line, int call, const std::string& status) override
-    {
-        add("status " + line + " " + std::to_string(call) + " " + status);
+        std::cout << line + ": " + status + "\n";
     }
 
     LMSEventObserverIfc* observer = nullptr;
+    std::promise<std::string> attached;
+    std::promise<MediaDirection> direction;
+    std::promise<int> detached;
+    std::atomic<int> lamp{0};
 };
 
 int main()
@@ -87,17 +61,16 @@ int main()
     service->setRecordingModeConfig("allcalls", unused);
 
     const int session = telephone.observer->LMSCreateSession("sip:100@office", 7);
-    telephone.await("lamp 3");
-    telephone.await("attach " + std::to_string(session) + " sip:recorder@office");
+    const bool lampOn = telephone.lamp == PhysDefs::LAMP_ON;
+    std::cout << "recorded by " + telephone.attached.get_future().get() + "\n";
     telephone.observer->LMSEventAttached(session, 12, 7);
-    telephone.await("direction 12 3");
-    telephone.await("status sip:100@office 7 content_callrecording_OnFirstTime");
+    const bool sent = telephone.direction.get_future().get() == Telephone::MEDIA_DIRECTION_SENDONLY;
     telephone.observer->LMSDestroySession(session);
-    telephone.await("status sip:100@office 7 content_feature_off");
-    telephone.await("detach " + std::to_string(session));
+    const bool ended = telephone.detached.get_future().get() == session;
 
     telephone.observer = nullptr;
     service.reset();
     MediaRecordingHelper::reset();
     runtime::setCallControl(nullptr);
+    return lampOn && sent && ended ? 0 : 1;
 }
