@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 
@@ -19,6 +20,7 @@
 
 using testing::AllOf;
 using testing::Contains;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsSupersetOf;
@@ -217,6 +219,17 @@ Lines namesOf(const Lines& calls)
     return names;
 }
 
+/// The text at a place in the plug-in's sources.
+std::string lineAt(const std::string& source, int number)
+{
+    std::ifstream file(PROJECT_FOLDER + source.substr(1) + ".cpp");
+    std::string line;
+    for (int i = 0; i < number; ++i) {
+        std::getline(file, line);
+    }
+    return line;
+}
+
 TEST(AServiceThatThrows, CountsAsOneThatFailed)
 {
     Telephone undisturbed;
@@ -240,6 +253,9 @@ TEST(AServiceThatThrows, CountsAsOneThatFailed)
             };
             telephone.play();
             EXPECT_THAT(log.take(), Contains(EndsWith(standard ? ": no service" : ": unknown exception")));
+            for (const auto& [source, line] : log.places) {
+                EXPECT_THAT(lineAt(source, line), ContainsRegex("(contained|guarded|MRS_LOG)[(]")) << source;
+            }
             const Lines made = namesOf(telephone.journal.take());
             if (called == "register" || called == "getService") {
                 // Nothing comes of the calls that need it; the rest of the start and the answer do.

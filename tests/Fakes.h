@@ -6,6 +6,7 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -87,10 +88,10 @@ public:
         runtime::setLogLevel(0);
     }
 
-    void log(const char* component, const char* source, int level, int, const std::string& text) override
+    void log(const char* component, const char* source, int level, int line, const std::string& text) override
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        lastSource = source;
+        places.emplace(source, line);
         m_lines.push_back(std::to_string(level) + " " + component + ": " + text);
     }
 
@@ -100,7 +101,7 @@ public:
         return std::exchange(m_lines, {});
     }
 
-    std::string lastSource;
+    std::set<std::pair<std::string, int>> places;  // source and line of everything logged
 
 private:
     std::mutex m_lock;
