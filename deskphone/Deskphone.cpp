@@ -31,6 +31,7 @@
 #include "show/SavedScenario.h"
 #include "show/StateChart.h"
 #include "show/TextShow.h"
+#include "sip/Calls.h"
 #include "telephone/Telephone.h"
 
 namespace deskphone {
@@ -81,12 +82,23 @@ bool isConversation(const std::string& name)
     return name == "-" && ::isatty(STDIN_FILENO) != 0;
 }
 
-std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone, const Story& story)
+std::unique_ptr<Source> openSource(const std::string& name, Telephone& telephone, const Story& story, const Wait& wait)
 {
     if (isConversation(name)) {
-        return std::make_unique<Conversation>(telephone, std::cerr, story);
+        return std::make_unique<Conversation>(telephone, std::cerr, story, wait);
     }
-    return std::make_unique<ScenarioFile>(name, std::cerr);
+    return std::make_unique<ScenarioFile>(name, std::cerr, wait);
+}
+
+/// Null where the options ask for no network.
+std::unique_ptr<Calls> openNetwork(const NetworkSettings& settings)
+{
+    if (!settings.given()) {
+        return nullptr;
+    }
+    auto calls = std::make_unique<Calls>(settings);
+    std::cerr << "deskphone: on the network at " << calls->place() << std::endl;
+    return calls;
 }
 
 // Exit statuses.
@@ -97,13 +109,15 @@ constexpr int MISTAKE = 2;
 class Run {
 public:
     /// `toldOfSilence` is whether the user was told, in this run or an earlier one, that the machines are silent.
-    Run(const Plugin& plugin, int logLevel, LogFile* logFile, const Shows& shows, bool& toldOfSilence)
-        : m_telephone(plugin,
-                      std::any_of(shows.begin(), shows.end(), [](const auto& show) { return show->showsMachines(); })),
+    Run(const Plugin& plugin, const Options& options, LogFile* logFile, const Shows& shows, bool& toldOfSilence)
+        : m_calls(openNetwork(options.network)),
+          m_telephone(plugin,
+                      std::any_of(shows.begin(), shows.end(), [](const auto& show) { return show->showsMachines(); }),
+                      m_calls == nullptr ? nullptr : &m_calls->network()),
           m_shows(shows),
           m_toldOfSilence(toldOfSilence)
     {
-        m_telephone.setLogLevel(logLevel);
+        m_telephone.setLogLevel(options.logLevel);
         m_telephone.recorder().writeLog(logFile);
     }
 
@@ -113,10 +127,15 @@ public:
         m_keepsStory = std::any_of(scenarios.begin(), scenarios.end(), isConversation);
         try {
             for (const std::string& scenario : scenarios) {
-                if (!play(*openSource(scenario, m_telephone, m_story))) {
+                const Wait wait = m_calls == nullptr ? Wait() : [this](int descriptor) {
+                    m_calls->waitFor(descriptor, [this] { play(*m_calls); });
+                };
+                if (!play(*openSource(scenario, m_telephone, m_story, wait))) {
+                    leaveNetwork();
                     return MISTAKE;
                 }
             }
+            leaveNetwork();
             if (!fieldLog.empty()) {
                 FieldLog source(fieldLog, m_telephone);
                 play(source);
@@ -138,6 +157,12 @@ private:
                 if (!source.next(command)) {
                     return true;
                 }
+                if (m_calls != nullptr && &source != m_calls.get()) {
+                    if (m_calls->perform(command, m_telephone, [this] { play(*m_calls); })) {
+                        continue;
+                    }
+                    m_calls->addComments(command);
+                }
                 const Step step = m_player.play(command);
                 for (const auto& show : m_shows) {
                     show->add(step);
@@ -155,6 +180,13 @@ private:
         }
     }
 
+    void leaveNetwork()
+    {
+        if (m_calls != nullptr) {
+            m_calls->leave([this] { play(*m_calls); });
+        }
+    }
+
     void tellOfSilence()
     {
         if (!m_toldOfSilence && m_telephone.machinesAreSilent()) {
@@ -164,6 +196,7 @@ private:
         }
     }
 
+    const std::unique_ptr<Calls> m_calls;  // null: there is no network
     Telephone m_telephone;
     Player m_player{m_telephone};
     bool m_keepsStory = false;  // for a person, who may save it
@@ -236,7 +269,7 @@ private:
         shows.push_back(std::make_unique<Comparison>(expected.empty() ? m_options.form == Form::JSON : isJson(expected),
                                                      m_options.states));
         const auto& comparison = static_cast<const Comparison&>(*shows.front());
-        const int status = Run(m_plugin, m_options.logLevel, nullptr, shows, toldOfSilence).play({scenario}, "");
+        const int status = Run(m_plugin, m_options, nullptr, shows, toldOfSilence).play({scenario}, "");
         if (status != 0) {
             m_screen.print(BROKEN_OFF + scenario + '\n');
         } else if (accepts) {
@@ -275,8 +308,9 @@ int runDeskphone(const Options& options, const Plugin& plugin)
     bool toldOfSilence = false;
     for (const auto& scenarios : options.runs) {
         const bool isLast = &scenarios == &options.runs.back();
-        status = std::max(status, Run(plugin, options.logLevel, logFile.get(), shows, toldOfSilence)
-                                      .play(scenarios, isLast ? options.fromLog : ""));
+        status = std::max(
+            status,
+            Run(plugin, options, logFile.get(), shows, toldOfSilence).play(scenarios, isLast ? options.fromLog : ""));
     }
     for (const auto& show : shows) {
         status != MISTAKE ? show->finish() : show->breakOff();

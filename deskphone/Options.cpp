@@ -40,6 +40,20 @@ bool areSame(const std::string& one, const std::string& other)
     return one == other || std::filesystem::equivalent(one, other, noneIsThere);
 }
 
+/// Reads ADDRESS[:PORT]; false when it is none.
+bool readPlace(const std::string& text, NetworkSettings& network)
+{
+    const std::size_t colon = text.find(':');
+    network.address = text.substr(0, colon);
+    if (colon == std::string::npos) {
+        return !network.address.empty();
+    }
+    const char* const end = text.data() + text.size();
+    const auto port = std::from_chars(text.data() + colon + 1, end, network.port);
+    return port.ec == std::errc{} && port.ptr == end && network.port >= 0 && network.port <= 65535 &&
+           !network.address.empty();
+}
+
 void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
 {
     if (options.proof != Proof::NONE &&
@@ -51,6 +65,12 @@ void checkCombination(const Options& options, const std::vector<std::string>& sc
          !options.selection.isAll() || !options.fromLog.empty() || !options.save.empty() || !options.logFile.empty())) {
         throw std::runtime_error(
             "--check and --accept take the whole text or --json: expected no other form, no part and no other file");
+    }
+    if (options.network.given() && (options.proof != Proof::NONE || options.form == Form::COVERAGE)) {
+        throw std::runtime_error("--sip is for one run: expected neither --check, --accept nor --coverage");
+    }
+    if (options.network.given() && options.network.accounts.empty()) {
+        throw std::runtime_error("--sip: expected at least one --account");
     }
     if (options.chart == "-" && options.form != Form::TEXT) {
         throw std::runtime_error("--chart - is the standard output: expected no other form");
@@ -159,6 +179,22 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
               ->allow_extra_args(false)}) {
         option->excludes(forms.back().first);
     }
+    std::string place;
+    CLI::Option* const sip =
+        app.add_option(
+               "--sip", place,
+               "Take and make calls on a network, with this address of this machine; port 0 is any that is free")
+            ->type_name("ADDRESS[:PORT=5060]");
+    const auto withSip = [sip](CLI::Option* option) { return option->needs(sip); };
+    withSip(app.add_option("--account", options.network.accounts, "A line of the telephone; may come again for others"))
+        ->type_name("SIP-URI")
+        ->allow_extra_args(false);
+    withSip(app.add_option("--voice", options.network.voice, "What the near side of a call says"))
+        ->option_text("tone[:HZ]|silence|FILE.wav");
+    withSip(
+        app.add_option("--patience", options.network.patience, "How long another party may take to answer a request"))
+        ->check(CLI::Range(1, 300))
+        ->option_text("SECONDS=32");
     app.add_option("--plugin", options.plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
     std::string logLevel = std::to_string(options.logLevel);
     app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
@@ -185,6 +221,9 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     }
     for (const std::string& kind : kinds) {
         (kind == "changes" ? options.selection.changes : options.selection.warnings) = true;
+    }
+    if (sip->count() > 0 && !readPlace(place, options.network)) {
+        throw std::runtime_error("--sip: expected ADDRESS[:PORT], not " + place);
     }
     checkCombination(options, scenarios);
     options.logLevel = std::stoi(logLevel);

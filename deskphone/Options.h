@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "show/Selection.h"
+#include "sip/Settings.h"
 
 namespace deskphone {
 
@@ -19,12 +20,13 @@ struct Options {
     bool states = false;       // JSON also tells of machines and the lamp
     Selection selection = {};  // of the steps, in every form
     Proof proof = Proof::NONE;
-    std::string chart = {};     // the file for the sequence charts, "-" the output; empty: none
-    std::string fromLog = {};   // a log from the field to play after the last run's scenarios; empty: none
-    std::string logFile = {};   // for the plug-in's log; empty: none
-    std::string save = {};      // the file for what was played; empty: none
-    std::string plugin = {};    // the file; empty: this program's own
-    int logLevel = 3;           // at the beginning
+    std::string chart = {};    // the file for the sequence charts, "-" the output; empty: none
+    std::string fromLog = {};  // a log from the field to play after the last run's scenarios; empty: none
+    std::string logFile = {};  // for the plug-in's log; empty: none
+    std::string save = {};     // the file for what was played; empty: none
+    std::string plugin = {};   // the file; empty: this program's own
+    int logLevel = 3;          // at the beginning
+    NetworkSettings network = {};
     bool listCommands = false;  // instead of playing
     /// The scenarios, "-" being standard input. Each of these lists is played as one run, on a telephone of its own.
     std::vector<std::vector<std::string>> runs = {};

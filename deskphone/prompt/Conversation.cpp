@@ -103,8 +103,8 @@ Words filesLike(const std::string& begun)
 
 }  // namespace
 
-Conversation::Conversation(Telephone& telephone, std::ostream& errors, const Story& story)
-    : m_telephone(telephone), m_errors(errors), m_story(story)
+Conversation::Conversation(Telephone& telephone, std::ostream& errors, const Story& story, Wait wait)
+    : m_telephone(telephone), m_errors(errors), m_story(story), m_wait(std::move(wait))
 {
 }
 
@@ -174,7 +174,7 @@ void Conversation::perform(const Words& words)
             if (m_blocks.isOpen()) {
                 throw Mistake("play: commands are given at once; expected end before it");
             }
-            m_file = std::make_unique<ScenarioFile>(words[1] == "-" ? "./-" : words[1], m_errors);
+            m_file = std::make_unique<ScenarioFile>(words[1] == "-" ? "./-" : words[1], m_errors, m_wait);
         } else if (name == "save") {
             save(words[1]);
         } else {

@@ -21,8 +21,8 @@ class Telephone;
 class Conversation : public Source, private Completer {
 public:
     /// The telephone is asked for its status; mistakes are reported on `errors`; `story` is what was played so far.
-    /// None is owned.
-    Conversation(Telephone& telephone, std::ostream& errors, const Story& story);
+    /// None is owned. It waits for the person, if there is something to wait with.
+    Conversation(Telephone& telephone, std::ostream& errors, const Story& story, Wait wait = {});
 
     bool next(Given& command) override;
     void played(const Step& step) override;
@@ -38,7 +38,8 @@ private:
     Telephone& m_telephone;
     std::ostream& m_errors;
     const Story& m_story;
-    Prompt m_prompt{*this};
+    const Wait m_wait;
+    Prompt m_prompt{*this, m_wait};
     bool m_greeted = false;
     bool m_left = false;
     Blocks m_blocks;

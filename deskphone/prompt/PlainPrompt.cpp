@@ -51,7 +51,10 @@ private:
 
 }  // namespace
 
-Prompt::Prompt(const Completer& /*knowing*/) : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr) {}
+Prompt::Prompt(const Completer& /*knowing*/, const Wait& /*wait*/)
+    : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr)
+{
+}
 
 bool Prompt::next(std::string& line)
 {

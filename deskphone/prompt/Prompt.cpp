@@ -25,6 +25,14 @@ constexpr int CTRL_C = 3;
 const Completer* completer = nullptr;
 Words candidates;
 bool dropped = false;
+const Wait* waiting = nullptr;
+
+/// Called before each key.
+int waitForKey()
+{
+    (*waiting)(STDIN_FILENO);
+    return 0;
+}
 
 int dropLine(int /*count*/, int /*key*/)
 {
@@ -111,10 +119,12 @@ std::string historyFile()
 
 }  // namespace
 
-Prompt::Prompt(const Completer& knowing)
+Prompt::Prompt(const Completer& knowing, const Wait& wait)
     : m_screen(::isatty(STDOUT_FILENO) != 0 ? stdout : stderr), m_history(historyFile())
 {
     completer = &knowing;
+    waiting = &wait;
+    rl_event_hook = wait ? waitForKey : nullptr;
     static char blanks[] = " \t";
     std::setlocale(LC_CTYPE, "");  // for editing characters of several bytes
     rl_outstream = m_screen;

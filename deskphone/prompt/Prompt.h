@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "scenario/Source.h"
 #include "telephone/Step.h"
 
 namespace deskphone {
@@ -24,8 +25,8 @@ public:
 /// for a program holds nothing of it.
 class Prompt {
 public:
-    /// The completer is not owned.
-    explicit Prompt(const Completer& completer);
+    /// The completer is not owned, nor what it waits for the person with, which may be empty.
+    Prompt(const Completer& completer, const Wait& wait);
 
     /// The next line; false when the person has ended the input. Ctrl-C drops what was typed.
     bool next(std::string& line);

@@ -195,6 +195,16 @@ const std::vector<Command>& commands()
         {"present", lookUp<ServiceContext::PRESENT>,                      "NAME",                                "the look-up finds the service",                       NOBODY, NOTHING},
         {"refuse", accept<false>,                                         "publish|direction",                   "published records or direction changes are refused",  NOBODY, NOTHING},
         {"accept", accept<true>,                                          "publish|direction",                   "published records or direction changes are accepted", NOBODY, NOTHING},
+
+        first("Calls on a network, with --sip",
+        {"dial", nullptr,                                                 "LINE SIP-URI",                        "calls the far end; calls are numbered from 1",        USER, NETWORK}),
+        {"answer", nullptr,                                               "CALL",                                "answers the call, once it rings",                     USER, NETWORK},
+        {"hangup", nullptr,                                               "CALL",                                "ends the call, or refuses it",                        USER, NETWORK},
+        {"hold", nullptr,                                                 "CALL",                                "halts the sound of the call",                         USER, NETWORK},
+        {"resume", nullptr,                                               "CALL",                                "lets the sound of the call go on",                    USER, NETWORK},
+        {"select", nullptr,                                               "LINE",                                "selects the line, with the line status that follows", USER, NETWORK},
+        {"key", nullptr,                                                  "",                                    "the recording key: starts or stops recording",        USER, NETWORK},
+        {"await", nullptr,                                                "COMMAND [WORD]...",                   "waits until the network has caused this; \"\" is any word, one word more are seconds (10)", USER, NETWORK},
     };
 #undef OPERATION
     // clang-format on

@@ -11,8 +11,9 @@ namespace deskphone {
 class Telephone;
 
 /// What a command needs: nothing; the service, which is started first if it does not run; or that the service is
-/// stopped or runs already, and is a mistake otherwise.
-enum Needs { NOTHING, SERVICE, STOPPED_SERVICE, RUNNING_SERVICE };
+/// stopped or runs already, and is a mistake otherwise. A command that needs the network is performed by it, and no
+/// step.
+enum Needs { NOTHING, SERVICE, STOPPED_SERVICE, RUNNING_SERVICE, NETWORK };
 
 /// One row of the table of commands.
 struct Command {

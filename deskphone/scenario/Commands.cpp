@@ -33,6 +33,7 @@ struct Place {
 
 /// The places whose names stand for more than any text.
 const std::vector<Place> namedPlaces{
+    {"CALL", {}, 1, INT_MAX},
     {"CALLID", {}, INT_MIN, INT_MAX},
     {"CODE", {}, INT_MIN, INT_MAX},
     {"FUNCTION", {}, INT_MIN, INT_MAX, {"56"}},

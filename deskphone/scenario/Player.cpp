@@ -10,6 +10,9 @@ Step Player::play(const Given& given)
 {
     const Words& words = given.words;
     const Command& command = findCommand(words);
+    if (command.needs == NETWORK) {
+        throw Mistake(words.front() + ": needs --sip");
+    }
     if (command.perform == nullptr) {
         throw Mistake(words.front() + " is no command by itself");
     }

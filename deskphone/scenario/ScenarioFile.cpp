@@ -3,14 +3,22 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 namespace deskphone {
 
-ScenarioFile::ScenarioFile(const std::string& name, std::ostream& errors)
-    : m_name(name), m_errors(errors), m_file(name == "-" ? stdin : std::fopen(name.c_str(), "re"))
+ScenarioFile::ScenarioFile(const std::string& name, std::ostream& errors, Wait wait)
+    : m_name(name),
+      m_errors(errors),
+      m_wait(std::move(wait)),
+      m_file(name == "-" ? stdin : std::fopen(name.c_str(), "re"))
 {
     if (m_file == nullptr) {
         throw std::system_error(errno, std::generic_category(), name);
+    }
+    if (m_wait) {
+        // Nothing may lie in a buffer while the descriptor is waited for.
+        std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
     }
 }
 
@@ -45,6 +53,9 @@ bool ScenarioFile::refused(const Mistake& mistake)
 /// A line may hold any bytes and be of any length; the last one needs no newline.
 bool ScenarioFile::nextLine(std::string& line)
 {
+    if (m_wait && !m_blocks.isOpen()) {
+        m_wait(::fileno(m_file.get()));
+    }
     char* buffer = nullptr;
     std::size_t capacity = 0;
     const ssize_t length = ::getline(&buffer, &capacity, m_file.get());

@@ -14,8 +14,9 @@ namespace deskphone {
 /// with the name, when they fail.
 class ScenarioFile : public Source {
 public:
-    /// "-" is standard input. Mistakes are reported on `errors`, which is not owned.
-    ScenarioFile(const std::string& name, std::ostream& errors);
+    /// "-" is standard input. Mistakes are reported on `errors`, which is not owned. It waits before each command, if
+    /// there is something to wait with.
+    ScenarioFile(const std::string& name, std::ostream& errors, Wait wait = {});
 
     bool next(Given& command) override;
     bool refused(const Mistake& mistake) override;
@@ -29,6 +30,7 @@ private:
 
     const std::string m_name;
     std::ostream& m_errors;
+    const Wait m_wait;
     std::unique_ptr<std::FILE, Close> m_file;
     int m_line = 0;  // its number
     Blocks m_blocks;

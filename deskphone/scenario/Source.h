@@ -1,9 +1,15 @@
 #pragma once
 
+#include <functional>
+
 #include "scenario/Words.h"
 #include "telephone/Step.h"
 
 namespace deskphone {
+
+/// Returns once the descriptor can be read; what happens elsewhere meanwhile is played. -1 is none: what has happened
+/// is played, and nothing waited for.
+using Wait = std::function<void(int descriptor)>;
 
 /// Where commands come from: pulled by the run, one after the other, on its thread.
 class Source {

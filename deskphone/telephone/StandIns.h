@@ -18,13 +18,15 @@
 #include "MediaRecordingServiceIfc.h"
 #include "PhysicalInterfaceServiceIfc.h"
 #include "SfiRecordingController.h"
+#include "telephone/Network.h"
 #include "telephone/Recorder.h"
 
 namespace deskphone {
 
-// The services around the plug-in. They record the calls made on them and answer; they decide nothing, and but for the
-// executable none comes back into the plug-in. The plug-in calls the overrides, on any of its threads; the rest is for
-// the player's thread. The recorder is not owned.
+// The services around the plug-in. They record the calls made on them and answer, and hand what concerns calls on to
+// the network, where there is one; they decide nothing, and but for the executable none comes back into the plug-in.
+// The plug-in calls the overrides, on any of its threads; the rest is for the player's thread. The recorder and the
+// network, which may be null, are not owned.
 
 /// The context: answers look-ups with services that stay the telephone's.
 class ServiceContext : public Context {
@@ -94,11 +96,14 @@ private:
 
 class MediaControl : public Executable, public MediaControlServiceIfc {
 public:
-    explicit MediaControl(Recorder& recorder) : m_recorder(recorder) {}
+    MediaControl(Recorder& recorder, Network* network) : m_recorder(recorder), m_network(network) {}
 
     bool setDirection(int mediaSessionHandle, int stream, MediaDirection direction) override
     {
         m_recorder.call("MediaControlServiceIfc.setDirection", {mediaSessionHandle, stream, int{direction}});
+        if (m_accepts && m_network != nullptr) {
+            m_network->setDirection(mediaSessionHandle, direction == MEDIA_DIRECTION_SENDONLY);
+        }
         return m_accepts;
     }
 
@@ -106,20 +111,25 @@ public:
 
 private:
     Recorder& m_recorder;
+    Network* const m_network;
     std::atomic<bool> m_accepts{true};
 };
 
 class Communications : public Executable, public CommunicationsServiceEventIfc {
 public:
-    explicit Communications(Recorder& recorder) : m_recorder(recorder) {}
+    Communications(Recorder& recorder, Network* network) : m_recorder(recorder), m_network(network) {}
 
     void callRecordingStatus(const std::string& lineURI, int callID, const std::string& status) override
     {
         m_recorder.call("CommunicationsServiceEventIfc.callRecordingStatus", {lineURI, callID, status});
+        if (m_network != nullptr) {
+            m_network->showRecordingStatus(callID, status);
+        }
     }
 
 private:
     Recorder& m_recorder;
+    Network* const m_network;
 };
 
 class KeysAndLamps : public Executable, public PhysicalInterfaceServiceIfc {
@@ -141,14 +151,23 @@ private:
 
 class CallControl : public CSfi, private SfiRecordingController {
 public:
-    explicit CallControl(Recorder& recorder) : m_recorder(recorder) {}
+    CallControl(Recorder& recorder, Network* network) : m_recorder(recorder), m_network(network) {}
 
     void attachRecSession(int mrsId, const std::string& recUri) override
     {
         m_recorder.call("CSfi.attachRecSession", {mrsId, recUri});
+        if (m_network != nullptr) {
+            m_network->attach(mrsId, recUri);
+        }
     }
 
-    void detachRecSession(int mrsID) override { m_recorder.call("CSfi.detachRecSession", {mrsID}); }
+    void detachRecSession(int mrsID) override
+    {
+        m_recorder.call("CSfi.detachRecSession", {mrsID});
+        if (m_network != nullptr) {
+            m_network->detach(mrsID);
+        }
+    }
 
     void registerLMSEventObserver(LMSEventObserverIfc* observer) override
     {
@@ -162,6 +181,14 @@ public:
     LMSEventObserverIfc* observer() const { return m_observer; }
     void forgetObserver() { m_observer = nullptr; }
 
+    /// The observer has given the recording session of the call this handle.
+    void sessionCreated(int session, int callID)
+    {
+        if (m_network != nullptr) {
+            m_network->sessionCreated(session, callID);
+        }
+    }
+
 private:
     void setCallRecMode(std::string mode) override
     {
@@ -169,6 +196,7 @@ private:
     }
 
     Recorder& m_recorder;
+    Network* const m_network;
     LMSEventObserverIfc* m_observer = nullptr;
 };
 

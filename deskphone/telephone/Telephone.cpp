@@ -25,14 +25,14 @@ struct Pairs : runtime::ManagementRecord {
 
 }  // namespace
 
-Telephone::Telephone(const Plugin& plugin, bool watchMachines)
+Telephone::Telephone(const Plugin& plugin, bool watchMachines, Network* network)
     : m_plugin(plugin),
       m_watchesMachines(watchMachines),
       m_keysAndLamps(m_recorder),
-      m_communications(m_recorder),
-      m_mediaControl(m_recorder),
+      m_communications(m_recorder, network),
+      m_mediaControl(m_recorder, network),
       m_management(m_recorder),
-      m_callControl(m_recorder),
+      m_callControl(m_recorder, network),
       m_context(m_recorder, {{"PhysicalInterfaceServiceIfc", &m_keysAndLamps},
                              {"CommunicationsServiceEventIfc", &m_communications},
                              {"MediaControlServiceIfc", &m_mediaControl},
@@ -183,6 +183,7 @@ Value Telephone::createSession(const std::string& line, int callID)
     }
     const int session = observer()->LMSCreateSession(line, callID);
     m_hasMadeSession = m_hasMadeSession || session != 0;
+    m_callControl.sessionCreated(session, callID);
     return session;
 }
 

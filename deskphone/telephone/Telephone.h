@@ -29,8 +29,9 @@ struct Status {
 /// For one thread. There is one telephone at a time: it is the process's call control and the receiver of its log.
 class Telephone {
 public:
-    /// The machines' events are recorded only when they are watched.
-    Telephone(const Plugin& plugin, bool watchMachines);
+    /// The machines' events are recorded only when they are watched. The network, where there is one, gets what the
+    /// plug-in asks for; it is not owned.
+    Telephone(const Plugin& plugin, bool watchMachines, Network* network = nullptr);
     /// Stops the service if it runs.
     ~Telephone();
     Telephone(const Telephone&) = delete;

@@ -1,0 +1,313 @@
+#include "sip/SipUserAgent.h"
+
+#include <arpa/inet.h>
+#include <sofia-sip/url.h>
+
+#include <algorithm>
+#include <ctime>
+#include <stdexcept>
+#include <utility>
+
+namespace deskphone {
+
+namespace {
+
+constexpr std::size_t MOST_CALLS = 200;
+constexpr std::size_t LONGEST_URI = 256;
+
+/// A SIP URI with a host, taken apart.
+struct SipUri {
+    std::string user;
+    std::string host;
+};
+
+bool readUri(const std::string& text, SipUri& uri)
+{
+    const bool isPlain = text.size() <= LONGEST_URI && std::all_of(text.begin(), text.end(), [](char c) {
+                             return c > ' ' && c < '\x7f' && c != '<' && c != '>' && c != '"' && c != '?';
+                         });
+    su_home_t home[1] = {SU_HOME_INIT(home)};
+    const url_t* const url = isPlain ? url_make(home, text.c_str()) : nullptr;
+    const bool isSip = url != nullptr && url->url_type == url_sip && url->url_host != nullptr && *url->url_host != '\0';
+    if (isSip) {
+        uri = {url->url_user == nullptr ? "" : url->url_user, url->url_host};
+    }
+    su_home_deinit(home);
+    return isSip;
+}
+
+std::string timeOfDay()
+{
+    timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    std::tm local{};
+    ::localtime_r(&now.tv_sec, &local);
+    char text[32];
+    const std::size_t length = std::strftime(text, sizeof text, "%H:%M:%S", &local);
+    std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(now.tv_nsec / 1000000));
+    return text;
+}
+
+/// What another party says, in a comment of one line.
+std::string harmless(std::string text)
+{
+    constexpr std::size_t longest = 200;
+    text.resize(std::min(text.size(), longest));
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
+    return text;
+}
+
+NetworkSettings checked(const NetworkSettings& settings)
+{
+    in_addr address{};
+    if (::inet_pton(AF_INET, settings.address.c_str(), &address) != 1) {
+        throw std::runtime_error("--sip " + settings.address + ": expected an IPv4 address of this machine");
+    }
+    return settings;
+}
+
+}  // namespace
+
+std::unique_ptr<UserAgent> UserAgent::start(const NetworkSettings& settings, Happenings& happenings)
+{
+    return std::make_unique<SipUserAgent>(settings, happenings);
+}
+
+SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenings)
+    : m_settings(checked(settings)),
+      m_happenings(happenings),
+      m_voice(settings.voice),
+      m_media(m_voice, {[](int) {}, [](int) {}}),
+      m_stack(settings,
+              [this](nua_handle_t* handle, Dialog* dialog, const SipEvent& event) { happened(handle, dialog, event); })
+{
+    m_stack.perform([this] {
+        for (const std::string& account : m_settings.accounts) {
+            if (SipUri uri; readUri(account, uri)) {
+                m_accounts.push_back({account, uri.user, uri.host});
+            }
+        }
+    });
+    for (const std::string& account : settings.accounts) {
+        if (std::none_of(m_accounts.begin(), m_accounts.end(),
+                         [&](const Account& one) { return one.uri == account; })) {
+            throw std::runtime_error("--account " + account + ": expected a SIP URI as sip:USER@HOST");
+        }
+    }
+}
+
+std::string SipUserAgent::place() const
+{
+    return m_stack.address() + ':' + std::to_string(m_stack.port());
+}
+
+std::string SipUserAgent::dial(const std::string& line, const std::string& uri, int& call)
+{
+    std::string wrong;
+    m_stack.perform([&] {
+        if (SipUri far; !readUri(uri, far)) {
+            wrong = uri + " is no SIP URI; expected sip:USER@HOST";
+        } else if (m_calls.size() >= MOST_CALLS) {
+            wrong = "there are " + std::to_string(MOST_CALLS) + " calls already";
+        } else {
+            call = ++m_lastCall;
+            nua_handle_t* const handle =
+                nua_handle(m_stack.agent(), nullptr, NUTAG_URL(uri.c_str()), SIPTAG_TO_STR(('<' + uri + '>').c_str()),
+                           SIPTAG_FROM_STR(('<' + line + '>').c_str()), TAG_END());
+            auto& dialled = m_calls[call] = std::make_unique<PhoneCall>(
+                call, handle, PhoneCall::Parties{line, uri, false}, m_media, m_stack.address(), *this);
+            tell(call, "calls " + uri + " from " + line);
+            dialled->dial();
+        }
+    });
+    return wrong;
+}
+
+PhoneCall* SipUserAgent::find(int call)
+{
+    const auto found = m_calls.find(call);
+    return found == m_calls.end() ? nullptr : found->second.get();
+}
+
+std::string SipUserAgent::withCall(int call, const std::function<std::string(PhoneCall&)>& use)
+{
+    std::string wrong;
+    m_stack.perform([&] {
+        PhoneCall* const found = find(call);
+        const std::string name = "call " + std::to_string(call);
+        if (found == nullptr) {
+            wrong = call > 0 && call <= m_lastCall ? name + " has ended" : "there is no " + name;
+        } else if (const std::string failure = use(*found); !failure.empty()) {
+            wrong = name + ' ' + failure;
+        }
+    });
+    return wrong;
+}
+
+std::string SipUserAgent::answer(int call)
+{
+    return withCall(call, [](PhoneCall& one) { return one.answer(); });
+}
+
+std::string SipUserAgent::hangUp(int call)
+{
+    return withCall(call, [](PhoneCall& one) { return one.hangUp(); });
+}
+
+std::string SipUserAgent::hold(int call)
+{
+    return withCall(call, [](PhoneCall& one) { return one.hold(true); });
+}
+
+std::string SipUserAgent::resume(int call)
+{
+    return withCall(call, [](PhoneCall& one) { return one.hold(false); });
+}
+
+bool SipUserAgent::isRinging(int call)
+{
+    bool rings = false;
+    m_stack.perform([&] {
+        const PhoneCall* const one = find(call);
+        rings = one != nullptr && one->isRinging();
+    });
+    return rings;
+}
+
+int SipUserAgent::callOn(const std::string& line, std::string& farEnd)
+{
+    int number = 0;
+    m_stack.perform([&] {
+        for (const auto& [one, call] : m_calls) {
+            if (call->parties().line == line && !call->hasEnded()) {
+                number = one;
+                farEnd = call->parties().farEnd;
+            }
+        }
+    });
+    return number;
+}
+
+bool SipUserAgent::leave()
+{
+    bool left = false;
+    m_stack.perform([&] {
+        for (const auto& call : m_calls) {
+            call.second->hangUp();
+        }
+        left = m_calls.empty();
+    });
+    return left;
+}
+
+void SipUserAgent::sessionCreated(int session, int call)
+{
+    m_stack.post([this, session, call] {
+        if (session == 0) {
+            return;
+        }
+        const PhoneCall* const recorded = find(call);
+        m_sessions[call] = session;
+        if (call > 0 && call <= m_lastCall && (recorded == nullptr || recorded->hasEnded())) {
+            destroySession(call, "call " + std::to_string(call) + " has ended meanwhile");
+        }
+    });
+}
+
+void SipUserAgent::destroySession(int call, const std::string& why)
+{
+    if (const auto session = m_sessions.find(call); session != m_sessions.end()) {
+        report(why, {"LMSDestroySession", std::to_string(session->second)});
+        m_sessions.erase(session);
+    }
+}
+
+void SipUserAgent::attach(int /*session*/, const std::string& /*recorder*/) {}
+void SipUserAgent::detach(int /*session*/) {}
+void SipUserAgent::setDirection(int /*media*/, bool /*sends*/) {}
+void SipUserAgent::showRecordingStatus(int /*call*/, const std::string& /*status*/) {}
+
+void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event)
+{
+    if (dialog != nullptr) {
+        dialog->handle(event);
+        if (dialog->isOver()) {
+            for (auto call = m_calls.begin(); call != m_calls.end(); ++call) {
+                if (call->second.get() == dialog) {
+                    m_calls.erase(call);
+                    m_happenings.put({});  // who waits for this looks again
+                    break;
+                }
+            }
+        }
+    } else if (event.kind == nua_i_invite) {
+        comesIn(handle, event);
+    } else if (handle != nullptr && event.kind == nua_i_terminated) {
+        nua_handle_destroy(handle);
+    }
+}
+
+/// The account that the call is for: by its name, and its host where there are several of that name.
+const SipUserAgent::Account* SipUserAgent::accountFor(const sip_t& message) const
+{
+    const url_t* const asked = message.sip_request->rq_url;
+    const std::string user = asked->url_user == nullptr ? "" : asked->url_user;
+    const char* const to = message.sip_to->a_url->url_host;
+    const Account* best = nullptr;
+    for (const Account& account : m_accounts) {
+        if (account.user == user && (best == nullptr || (to != nullptr && account.host == to))) {
+            best = &account;
+        }
+    }
+    return best;
+}
+
+void SipUserAgent::comesIn(nua_handle_t* handle, const SipEvent& event)
+{
+    const Account* const account = accountFor(*event.message);
+    if (account == nullptr || m_calls.size() >= MOST_CALLS) {
+        account == nullptr ? nua_respond(handle, SIP_404_NOT_FOUND, TAG_END())
+                           : nua_respond(handle, SIP_486_BUSY_HERE, TAG_END());
+        return;
+    }
+    su_home_t home[1] = {SU_HOME_INIT(home)};
+    const char* const from = url_as_string(home, event.message->sip_from->a_url);
+    const std::string farEnd = harmless(from == nullptr ? "" : from);
+    su_home_deinit(home);
+    const int number = ++m_lastCall;
+    auto& call = m_calls[number] = std::make_unique<PhoneCall>(
+        number, handle, PhoneCall::Parties{account->uri, farEnd, true}, m_media, m_stack.address(), *this);
+    if (call->receive(event)) {
+        tell(number, "rings on " + account->uri + ", from " + farEnd);
+    }
+}
+
+void SipUserAgent::report(const std::string& note, Words command)
+{
+    m_happenings.put({std::move(command), {"# " + timeOfDay() + ' ' + harmless(note)}});
+}
+
+void SipUserAgent::tell(int call, const std::string& what)
+{
+    report("call " + std::to_string(call) + ' ' + what);
+}
+
+void SipUserAgent::stands(int call, const std::string& why)
+{
+    report("call " + std::to_string(call) + ' ' + why,
+           {"LMSCreateSession", m_calls.at(call)->parties().line, std::to_string(call)});
+}
+
+void SipUserAgent::heldChanged(int call, bool /*held*/, const std::string& why)
+{
+    tell(call, why);
+}
+
+void SipUserAgent::ended(int call, const std::string& why)
+{
+    const std::string note = "call " + std::to_string(call) + ' ' + why;
+    m_sessions.count(call) > 0 ? destroySession(call, note) : report(note);
+}
+
+}  // namespace deskphone

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sip/Media.h"
+#include "sip/PhoneCall.h"
+#include "sip/SipStack.h"
+#include "sip/UserAgent.h"
+#include "sip/Voice.h"
+
+namespace deskphone {
+
+/// The user agent on Sofia-SIP.
+class SipUserAgent : public UserAgent, public CallOwner {
+public:
+    SipUserAgent(const NetworkSettings& settings, Happenings& happenings);
+
+    std::string place() const override;
+    std::string dial(const std::string& line, const std::string& uri, int& call) override;
+    std::string answer(int call) override;
+    std::string hangUp(int call) override;
+    std::string hold(int call) override;
+    std::string resume(int call) override;
+    bool isRinging(int call) override;
+    int callOn(const std::string& line, std::string& farEnd) override;
+    bool leave() override;
+
+    void sessionCreated(int session, int call) override;
+    void attach(int session, const std::string& recorder) override;
+    void detach(int session) override;
+    void setDirection(int media, bool sends) override;
+    void showRecordingStatus(int call, const std::string& status) override;
+
+private:
+    struct Account {
+        std::string uri;
+        std::string user;
+        std::string host;
+    };
+
+    void tell(int call, const std::string& what) override;
+    void stands(int call, const std::string& why) override;
+    void heldChanged(int call, bool held, const std::string& why) override;
+    void ended(int call, const std::string& why) override;
+
+    void happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event);
+    void comesIn(nua_handle_t* handle, const SipEvent& event);
+    const Account* accountFor(const sip_t& message) const;
+    std::string withCall(int call, const std::function<std::string(PhoneCall&)>& use);
+    PhoneCall* find(int call);
+    void destroySession(int call, const std::string& why);
+    void report(const std::string& note, Words command = {});
+
+    const NetworkSettings m_settings;
+    Happenings& m_happenings;
+    const Voice m_voice;
+    std::vector<Account> m_accounts;
+    Media m_media;
+
+    // The SIP thread's own.
+    int m_lastCall = 0;
+    std::map<int, std::unique_ptr<PhoneCall>> m_calls;  // until their dialogs are over
+    std::map<int, int> m_sessions;                      // the handles of recording sessions, by call
+
+    SipStack m_stack;
+};
+
+}  // namespace deskphone
