@@ -7,12 +7,6 @@ namespace deskphone {
 
 namespace {
 
-std::string bodyOf(const SipEvent& event)
-{
-    const sip_payload_t* const body = event.message == nullptr ? nullptr : event.message->sip_payload;
-    return body == nullptr ? "" : std::string(body->pl_data, body->pl_len);
-}
-
 std::string statusOf(const SipEvent& event)
 {
     return std::to_string(event.status) + ' ' + event.phrase;
@@ -138,6 +132,7 @@ void PhoneCall::happened(const SipEvent& event)
             tl_gets(event.tags, NUTAG_CALLSTATE_REF(state), TAG_END());
             if (state == nua_callstate_ready && (m_state == ANSWERING || m_state == CALLING)) {
                 m_state = STANDING;
+                m_begin = std::time(nullptr);
                 m_owner.stands(m_number, "stands");
                 updateHeld("held by the far end");
             }

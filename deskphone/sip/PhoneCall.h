@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <string>
 
 #include "sip/Media.h"
@@ -45,6 +46,7 @@ public:
     int number() const { return m_number; }
     const Parties& parties() const { return m_parties; }
     const std::string& identity() const { return m_identity; }
+    std::time_t begin() const { return m_begin; }
     Codec codec() const { return m_path.codec; }
     bool isRinging() const { return m_state == RINGING; }
     bool stands() const { return m_state == STANDING; }
@@ -71,8 +73,9 @@ private:
     CallOwner& m_owner;
 
     State m_state = BEGINS;
-    std::string m_identity;  // the Call-ID
-    sockaddr_in m_own;       // for sound
+    std::string m_identity;   // the Call-ID
+    std::time_t m_begin = 0;  // since when it stands
+    sockaddr_in m_own;        // for sound
     std::uint64_t m_descriptionIdentity;
     unsigned m_descriptionVersion = 0;
     Description m_farDescription;

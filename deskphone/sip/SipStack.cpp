@@ -2,8 +2,9 @@
 
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/su_log.h>
+#include <strings.h>
 
-#include <chrono>
+#include <algorithm>
 #include <future>
 #include <stdexcept>
 
@@ -17,6 +18,21 @@ constexpr unsigned LARGEST_MESSAGE = 65535;  // over UDP, whatever the path's ow
 constexpr unsigned LARGEST_TAKEN = 65536;
 
 }  // namespace
+
+std::string bodyOf(const SipEvent& event)
+{
+    if (event.message == nullptr) {
+        return "";
+    }
+    for (const msg_multipart_t* part = event.message->sip_multipart; part != nullptr; part = part->mp_next) {
+        if (part->mp_payload != nullptr && part->mp_content_type != nullptr &&
+            ::strcasecmp(part->mp_content_type->c_type, "application/sdp") == 0) {
+            return {part->mp_payload->pl_data, part->mp_payload->pl_len};
+        }
+    }
+    const sip_payload_t* const body = event.message->sip_payload;
+    return body == nullptr || body->pl_data == nullptr ? "" : std::string(body->pl_data, body->pl_len);
+}
 
 Dialog::Dialog(nua_handle_t* handle) : m_handle(handle)
 {
@@ -95,7 +111,7 @@ void SipStack::run(const NetworkSettings& settings, const std::function<void(con
     }
     started("");
     while (!m_ends) {
-        su_root_step(root, LONGEST_STEP);
+        step(root);
     }
     nua_shutdown(m_nua);
     for (const auto end = std::chrono::steady_clock::now() + PATIENCE_AT_THE_END;
@@ -108,6 +124,27 @@ void SipStack::run(const NetworkSettings& settings, const std::function<void(con
         su_root_destroy(root);
         su_deinit();
     }
+}
+
+void SipStack::step(su_root_t* root)
+{
+    using std::chrono::steady_clock;
+    while (!m_later.empty() && m_later.begin()->first <= steady_clock::now()) {
+        const auto request = std::move(m_later.begin()->second);
+        m_later.erase(m_later.begin());
+        request();
+    }
+    su_duration_t longest = LONGEST_STEP;
+    if (!m_later.empty()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_later.begin()->first - steady_clock::now());
+        longest = std::min<su_duration_t>(longest, std::max<su_duration_t>(left.count(), 0));
+    }
+    su_root_step(root, longest);
+}
+
+void SipStack::after(std::chrono::milliseconds time, std::function<void()> request)
+{
+    m_later.emplace(std::chrono::steady_clock::now() + time, std::move(request));
 }
 
 void SipStack::event(nua_event_t kind, int status, const char* phrase, nua_t* /*nua*/, nua_magic_t* stack,

@@ -5,8 +5,9 @@
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/su_tag_io.h>
 
-#include <cstdint>
+#include <chrono>
 #include <functional>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -23,6 +24,9 @@ struct SipEvent {
     const sip_t* message;  // may be null
     tagi_t* tags;
 };
+
+/// The session description in the event's message, be it the body or one of its parts; "" where there is none.
+std::string bodyOf(const SipEvent& event);
 
 /// A dialog with another party: what the library calls a handle, which it owns.
 ///
@@ -63,13 +67,15 @@ public:
     void post(std::function<void()> request) { m_requests.put(std::move(request)); }
     void perform(const std::function<void()>& request);
 
-    /// For the SIP thread.
+    // For the SIP thread.
     nua_t* agent() const { return m_nua; }
+    void after(std::chrono::milliseconds time, std::function<void()> request);
 
     const std::string& address() const { return m_address; }
     int port() const { return m_port; }
 
 private:
+    void step(su_root_t* root);
     void run(const NetworkSettings& settings, const std::function<void(const std::string&)>& started);
     static void event(nua_event_t kind, int status, const char* phrase, nua_t* nua, nua_magic_t* stack,
                       nua_handle_t* handle, nua_hmagic_t* dialog, const sip_t* message, tagi_t* tags);
@@ -82,6 +88,7 @@ private:
     // The thread's own, but for the port, which is set before the constructor returns.
     nua_t* m_nua = nullptr;
     int m_port = 0;
+    std::multimap<std::chrono::steady_clock::time_point, std::function<void()>> m_later;
     bool m_ends = false;
     bool m_shutDown = false;
 

@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <ctime>
+#include <random>
 #include <stdexcept>
 #include <utility>
+
+#include "scenario/Words.h"
 
 namespace deskphone {
 
@@ -58,6 +61,16 @@ std::string harmless(std::string text)
     return text;
 }
 
+template <typename Map>
+void eraseFrom(Map& dialogs, const Dialog* dialog)
+{
+    const auto found =
+        std::find_if(dialogs.begin(), dialogs.end(), [dialog](const auto& one) { return one.second.get() == dialog; });
+    if (found != dialogs.end()) {
+        dialogs.erase(found);
+    }
+}
+
 NetworkSettings checked(const NetworkSettings& settings)
 {
     in_addr address{};
@@ -78,9 +91,18 @@ SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenin
     : m_settings(checked(settings)),
       m_happenings(happenings),
       m_voice(settings.voice),
-      m_media(m_voice, {[](int) {}, [](int) {}}),
       m_stack(settings,
-              [this](nua_handle_t* handle, Dialog* dialog, const SipEvent& event) { happened(handle, dialog, event); })
+              [this](nua_handle_t* handle, Dialog* dialog, const SipEvent& event) { happened(handle, dialog, event); }),
+      m_media(m_voice, {[this](int recording) {
+                            m_stack.post([this, recording] {
+                                withRecording(recording, [](Recording& one) { one.firstCopiesSent(); });
+                            });
+                        },
+                        [this](int recording) {
+                            m_stack.post([this, recording] {
+                                withRecording(recording, [](Recording& one) { one.portIsClosed(); });
+                            });
+                        }})
 {
     m_stack.perform([this] {
         for (const std::string& account : m_settings.accounts) {
@@ -95,6 +117,15 @@ SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenin
             throw std::runtime_error("--account " + account + ": expected a SIP URI as sip:USER@HOST");
         }
     }
+}
+
+SipUserAgent::~SipUserAgent()
+{
+    m_stack.perform([this] {
+        m_isLeaving = true;
+        m_recordings.clear();
+        m_calls.clear();
+    });
 }
 
 std::string SipUserAgent::place() const
@@ -196,7 +227,7 @@ bool SipUserAgent::leave()
         for (const auto& call : m_calls) {
             call.second->hangUp();
         }
-        left = m_calls.empty();
+        left = m_calls.empty() && m_recordings.empty();
     });
     return left;
 }
@@ -209,6 +240,10 @@ void SipUserAgent::sessionCreated(int session, int call)
         }
         const PhoneCall* const recorded = find(call);
         m_sessions[call] = session;
+        if (const auto early = m_early.find(session); early != m_early.end()) {
+            beginRecording(session, call, early->second);
+            m_early.erase(early);
+        }
         if (call > 0 && call <= m_lastCall && (recorded == nullptr || recorded->hasEnded())) {
             destroySession(call, "call " + std::to_string(call) + " has ended meanwhile");
         }
@@ -223,9 +258,83 @@ void SipUserAgent::destroySession(int call, const std::string& why)
     }
 }
 
-void SipUserAgent::attach(int /*session*/, const std::string& /*recorder*/) {}
-void SipUserAgent::detach(int /*session*/) {}
-void SipUserAgent::setDirection(int /*media*/, bool /*sends*/) {}
+void SipUserAgent::withRecording(int recording, const std::function<void(Recording&)>& use)
+{
+    if (const auto found = m_recordings.find(recording); found != m_recordings.end() && !found->second->hasEnded()) {
+        use(*found->second);
+    }
+}
+
+template <typename Chosen>
+void SipUserAgent::endRecordings(Chosen isChosen)
+{
+    for (const auto& recording : m_recordings) {
+        if (isChosen(recording.second->numbers())) {
+            recording.second->end();
+        }
+    }
+}
+
+void SipUserAgent::attach(int session, const std::string& recorder)
+{
+    m_stack.post([this, session, recorder] {
+        const auto known = std::find_if(m_sessions.begin(), m_sessions.end(),
+                                        [session](const auto& one) { return one.second == session; });
+        if (known != m_sessions.end()) {
+            beginRecording(session, known->first, recorder);
+        } else {
+            // Call control is told the session's handle in a moment; the plug-in's worker was quicker.
+            m_early[session] = recorder;
+        }
+    });
+}
+
+void SipUserAgent::beginRecording(int session, int call, const std::string& recorder)
+{
+    const auto refuse = [&](int status, const std::string& why) {
+        report("recording of call " + std::to_string(call) + ": " + why,
+               {"LMSEventErrorStatus", std::to_string(session), std::to_string(status)});
+    };
+    const PhoneCall* const recorded = find(call);
+    SipUri uri;
+    if (recorded == nullptr || !recorded->stands()) {
+        refuse(481, "the call does not stand");
+        return;
+    }
+    if (!readUri(recorder, uri)) {
+        refuse(416, "the recorder's address " + quoted(recorder) + " is no SIP URI");
+        return;
+    }
+    endRecordings([session](const Recording::Numbers& numbers) { return numbers.session == session; });
+    const int number = ++m_lastRecording;
+    const PhoneCall::Parties& parties = recorded->parties();
+    nua_handle_t* const handle =
+        nua_handle(m_stack.agent(), nullptr, NUTAG_URL(recorder.c_str()), SIPTAG_TO_STR(('<' + recorder + '>').c_str()),
+                   SIPTAG_FROM_STR(('<' + parties.line + '>').c_str()), TAG_END());
+    auto& recording = m_recordings[number] =
+        std::make_unique<Recording>(Recording::Numbers{session, call, number}, handle, m_media, m_stack, *this);
+    recording->attach({recorded->identity(), {parties.line, parties.farEnd}, recorded->begin(), std::time(nullptr)},
+                      recorded->codec(), recorded->isHeld());
+}
+
+void SipUserAgent::detach(int session)
+{
+    m_stack.post([this, session] {
+        m_early.erase(session);
+        endRecordings([session](const Recording::Numbers& numbers) { return numbers.session == session; });
+    });
+}
+
+void SipUserAgent::setDirection(int media, bool sends)
+{
+    if (!sends) {
+        m_media.flow(media, false);  // from this moment on
+    }
+    m_stack.post([this, media, sends] {
+        withRecording(media, [sends](Recording& recording) { recording.setDirection(sends); });
+    });
+}
+
 void SipUserAgent::showRecordingStatus(int /*call*/, const std::string& /*status*/) {}
 
 void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event)
@@ -233,13 +342,9 @@ void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent
     if (dialog != nullptr) {
         dialog->handle(event);
         if (dialog->isOver()) {
-            for (auto call = m_calls.begin(); call != m_calls.end(); ++call) {
-                if (call->second.get() == dialog) {
-                    m_calls.erase(call);
-                    m_happenings.put({});  // who waits for this looks again
-                    break;
-                }
-            }
+            eraseFrom(m_calls, dialog);
+            eraseFrom(m_recordings, dialog);
+            m_happenings.put({});  // who waits for this looks again
         }
     } else if (event.kind == nua_i_invite) {
         comesIn(handle, event);
@@ -266,7 +371,7 @@ const SipUserAgent::Account* SipUserAgent::accountFor(const sip_t& message) cons
 void SipUserAgent::comesIn(nua_handle_t* handle, const SipEvent& event)
 {
     const Account* const account = accountFor(*event.message);
-    if (account == nullptr || m_calls.size() >= MOST_CALLS) {
+    if (m_isLeaving || account == nullptr || m_calls.size() >= MOST_CALLS) {
         account == nullptr ? nua_respond(handle, SIP_404_NOT_FOUND, TAG_END())
                            : nua_respond(handle, SIP_486_BUSY_HERE, TAG_END());
         return;
@@ -299,15 +404,58 @@ void SipUserAgent::stands(int call, const std::string& why)
            {"LMSCreateSession", m_calls.at(call)->parties().line, std::to_string(call)});
 }
 
-void SipUserAgent::heldChanged(int call, bool /*held*/, const std::string& why)
+void SipUserAgent::heldChanged(int call, bool held, const std::string& why)
 {
     tell(call, why);
+    for (const auto& recording : m_recordings) {
+        if (recording.second->numbers().call == call && !recording.second->hasEnded()) {
+            recording.second->holdCall(held);
+        }
+    }
 }
 
 void SipUserAgent::ended(int call, const std::string& why)
 {
+    endRecordings([call](const Recording::Numbers& numbers) { return numbers.call == call; });
     const std::string note = "call " + std::to_string(call) + ' ' + why;
     m_sessions.count(call) > 0 ? destroySession(call, note) : report(note);
+}
+
+/// The handle of the session becomes the command's first argument.
+void SipUserAgent::reportOf(const Recording& recording, const std::string& note, Words command)
+{
+    command.insert(command.begin() + 1, std::to_string(recording.numbers().session));
+    report("recording of call " + std::to_string(recording.numbers().call) + ": " + note, std::move(command));
+}
+
+void SipUserAgent::attached(const Recording& recording)
+{
+    reportOf(recording, "the recorder takes it",
+             {"LMSEventAttached", std::to_string(recording.numbers().own), std::to_string(recording.numbers().call)});
+}
+
+void SipUserAgent::streams(const Recording& recording, const std::string& why)
+{
+    reportOf(recording, why,
+             {"LMSEventStreaming", std::to_string(recording.numbers().own), std::to_string(recording.numbers().call)});
+}
+
+void SipUserAgent::streamsNot(const Recording& recording, const std::string& why)
+{
+    reportOf(recording, why, {"LMSEventNotStreaming"});
+}
+
+void SipUserAgent::failed(const Recording& recording, int status, const std::string& why)
+{
+    reportOf(recording, why, {"LMSEventErrorStatus", std::to_string(status)});
+}
+
+/// Between 2.1 and 4 seconds (RFC 3261, 14.1), for the one who has begun the dialog.
+void SipUserAgent::mustWait(const Recording& recording)
+{
+    const int number = recording.numbers().own;
+    const std::chrono::milliseconds time(2100 + 10 * (std::random_device()() % 191));
+    m_stack.after(time, [this, number] { withRecording(number, [](Recording& one) { one.tryAgain(); }); });
 }
 
 }  // namespace deskphone

@@ -8,6 +8,7 @@
 
 #include "sip/Media.h"
 #include "sip/PhoneCall.h"
+#include "sip/Recording.h"
 #include "sip/SipStack.h"
 #include "sip/UserAgent.h"
 #include "sip/Voice.h"
@@ -15,9 +16,10 @@
 namespace deskphone {
 
 /// The user agent on Sofia-SIP.
-class SipUserAgent : public UserAgent, public CallOwner {
+class SipUserAgent : public UserAgent, public CallOwner, public RecordingOwner {
 public:
     SipUserAgent(const NetworkSettings& settings, Happenings& happenings);
+    ~SipUserAgent() override;
 
     std::string place() const override;
     std::string dial(const std::string& line, const std::string& uri, int& call) override;
@@ -47,11 +49,22 @@ private:
     void heldChanged(int call, bool held, const std::string& why) override;
     void ended(int call, const std::string& why) override;
 
+    void attached(const Recording& recording) override;
+    void streams(const Recording& recording, const std::string& why) override;
+    void streamsNot(const Recording& recording, const std::string& why) override;
+    void failed(const Recording& recording, int status, const std::string& why) override;
+    void mustWait(const Recording& recording) override;
+
     void happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event);
     void comesIn(nua_handle_t* handle, const SipEvent& event);
     const Account* accountFor(const sip_t& message) const;
     std::string withCall(int call, const std::function<std::string(PhoneCall&)>& use);
     PhoneCall* find(int call);
+    void withRecording(int recording, const std::function<void(Recording&)>& use);
+    template <typename Chosen>
+    void endRecordings(Chosen isChosen);
+    void beginRecording(int session, int call, const std::string& recorder);
+    void reportOf(const Recording& recording, const std::string& note, Words command);
     void destroySession(int call, const std::string& why);
     void report(const std::string& note, Words command = {});
 
@@ -59,14 +72,18 @@ private:
     Happenings& m_happenings;
     const Voice m_voice;
     std::vector<Account> m_accounts;
-    Media m_media;
 
     // The SIP thread's own.
+    bool m_isLeaving = false;
     int m_lastCall = 0;
-    std::map<int, std::unique_ptr<PhoneCall>> m_calls;  // until their dialogs are over
-    std::map<int, int> m_sessions;                      // the handles of recording sessions, by call
+    int m_lastRecording = 0;
+    std::map<int, std::unique_ptr<PhoneCall>> m_calls;       // until their dialogs are over
+    std::map<int, int> m_sessions;                           // the handles of recording sessions, by call
+    std::map<int, std::string> m_early;                      // attach requests for sessions not known yet
+    std::map<int, std::unique_ptr<Recording>> m_recordings;  // until their dialogs are over
 
     SipStack m_stack;
+    Media m_media;
 };
 
 }  // namespace deskphone
