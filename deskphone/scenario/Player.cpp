@@ -6,7 +6,7 @@
 
 namespace deskphone {
 
-Step Player::play(const Given& given)
+Step perform(Telephone& telephone, const Given& given, int number)
 {
     const Words& words = given.words;
     const Command& command = findCommand(words);
@@ -16,18 +16,25 @@ Step Player::play(const Given& given)
     if (command.perform == nullptr) {
         throw Mistake(words.front() + " is no command by itself");
     }
-    if (command.needs == STOPPED_SERVICE && m_telephone.running()) {
+    if (command.needs == STOPPED_SERVICE && telephone.running()) {
         throw Mistake(words.front() + ": the service runs already");
     }
-    if (command.needs == RUNNING_SERVICE && !m_telephone.running()) {
+    if (command.needs == RUNNING_SERVICE && !telephone.running()) {
         throw Mistake(words.front() + ": the service does not run");
     }
-    Step step{++m_steps, words, given.comments, given.block};
-    step.lampWasOn = m_telephone.lampOn();
-    if (command.needs == SERVICE && !m_telephone.running()) {
-        m_telephone.start(true);
+    Step step{number, words, given.comments, given.block};
+    step.lampWasOn = telephone.lampOn();
+    if (command.needs == SERVICE && !telephone.running()) {
+        telephone.start(true);
     }
-    step.result = command.perform(m_telephone, Words(words.begin() + 1, words.end()));
+    step.result = command.perform(telephone, Words(words.begin() + 1, words.end()));
+    return step;
+}
+
+Step Player::play(const Given& given)
+{
+    Step step = perform(m_telephone, given, m_steps + 1);
+    ++m_steps;
     step.records = m_telephone.settle();
     step.log = m_telephone.recorder().takeLog();
     step.serviceRuns = m_telephone.running();

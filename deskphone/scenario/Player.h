@@ -6,6 +6,10 @@ namespace deskphone {
 
 class Telephone;
 
+/// Performs a command, without waiting for what it leads to on other threads; the step has no records yet. Throws
+/// Mistake, having called nothing, and std::exception when the telephone fails.
+Step perform(Telephone& telephone, const Given& given, int number);
+
 /// Plays commands to a telephone, which is not owned, one at a time.
 ///
 /// For one thread, which is none of the platform's: the caller in the records.
