@@ -8,6 +8,9 @@ if(MRS_ON_WORKSTATION)
     install(TARGETS deskphone deskphone_module
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    if(TARGET deskphone_orders)
+        install(TARGETS orders deskphone_orders LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orders)
+    endif()
     list(APPEND installed runtime)
     install(DIRECTORY platform/ DESTINATION ${header_dir}/platform)
     install(DIRECTORY runtime/ DESTINATION ${header_dir}/runtime FILES_MATCHING PATTERN "*.h" PATTERN orders EXCLUDE)

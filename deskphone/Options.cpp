@@ -7,6 +7,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace deskphone {
@@ -71,6 +72,18 @@ void checkCombination(const Options& options, const std::vector<std::string>& sc
     }
     if (options.network.given() && options.network.accounts.empty()) {
         throw std::runtime_error("--sip: expected at least one --account");
+    }
+    if (options.orders.which != Orders::ANY && (options.proof != Proof::NONE || !options.fromLog.empty() ||
+                                                options.form == Form::COVERAGE || options.network.given())) {
+        throw std::runtime_error(
+            "--explore, --random and --order play SCENARIOs: expected neither --check, --accept, --from-log, --sip nor "
+            "--coverage");
+    }
+    if ((options.orders.which == Orders::ALL || options.orders.which == Orders::RANDOM) &&
+        (options.form != Form::TEXT || !options.chart.empty() || !options.selection.isAll() || !options.save.empty() ||
+         !options.logFile.empty())) {
+        throw std::runtime_error(
+            "--explore and --random print what the orders lead to: expected --order with what shows a run");
     }
     if (options.chart == "-" && options.form != Form::TEXT) {
         throw std::runtime_error("--chart - is the standard output: expected no other form");
@@ -195,6 +208,29 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         app.add_option("--patience", options.network.patience, "How long another party may take to answer a request"))
         ->check(CLI::Range(1, 300))
         ->option_text("SECONDS=32");
+    OrdersAsked& orders = options.orders;
+    orders.jobs = std::max(1U, std::thread::hardware_concurrency());
+    CLI::Option* const explore =
+        app.add_flag("--explore",
+                     "Play all orders of events in which the commands between at-once and end can come, with "
+                     "few preemptions, and tell what they lead to");
+    CLI::Option* const random = app.add_option("--random", orders.count, "Play so many random ones instead")
+                                    ->type_name("COUNT")
+                                    ->excludes(explore);
+    CLI::Option* const order =
+        app.add_option("--order", orders.code, "Play the SCENARIOs in this order of events, which was found before")
+            ->type_name("CODE")
+            ->excludes(explore)
+            ->excludes(random);
+    app.add_option("--preemptions", orders.preemptions, "How often at most a thread that could go on has to wait")
+        ->option_text("N=2")
+        ->check(CLI::Range(9))
+        ->excludes(order);
+    app.add_option("--seed", orders.seed, "Where the random orders begin")->option_text("S=1")->needs(random);
+    app.add_option("--jobs", orders.jobs, "How many processes play orders; by default as many as there are processors")
+        ->type_name("N")
+        ->check(CLI::Range(1, 256))
+        ->excludes(order);
     app.add_option("--plugin", options.plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
     std::string logLevel = std::to_string(options.logLevel);
     app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
@@ -225,6 +261,10 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     if (sip->count() > 0 && !readPlace(place, options.network)) {
         throw std::runtime_error("--sip: expected ADDRESS[:PORT], not " + place);
     }
+    orders.which = explore->count() > 0  ? Orders::ALL
+                   : random->count() > 0 ? Orders::RANDOM
+                   : order->count() > 0  ? Orders::ONE
+                                         : Orders::ANY;
     checkCombination(options, scenarios);
     options.logLevel = std::stoi(logLevel);
     options.runs = runsOf(scenarios, options);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,19 @@ enum class Form { TEXT, JSON, LADDER, STATE_CHART, COVERAGE };
 /// Whether the output is held against what is expected of each scenario, or accepted as that.
 enum class Proof { NONE, CHECK, ACCEPT };
 
+/// In which orders of events the run is played: the one that comes by itself, all with few preemptions, random ones, or
+/// one that was found.
+enum class Orders { ANY, ALL, RANDOM, ONE };
+
+struct OrdersAsked {
+    Orders which = Orders::ANY;
+    unsigned preemptions = 2;  // at most
+    std::uint64_t count = 0;   // of random ones
+    std::uint64_t seed = 1;
+    std::string code = {};  // of the one
+    unsigned jobs = 1;      // processes
+};
+
 /// What the command line asks for.
 struct Options {
     Form form = Form::TEXT;
@@ -27,6 +41,7 @@ struct Options {
     std::string plugin = {};   // the file; empty: this program's own
     int logLevel = 3;          // at the beginning
     NetworkSettings network = {};
+    OrdersAsked orders = {};
     bool listCommands = false;  // instead of playing
     /// The scenarios, "-" being standard input. Each of these lists is played as one run, on a telephone of its own.
     std::vector<std::vector<std::string>> runs = {};

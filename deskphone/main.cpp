@@ -12,6 +12,9 @@ int main(int argc, char** argv)
         if (!deskphone::readOptions(argc, argv, options, status)) {
             return status;
         }
+        if (options.orders.which != deskphone::Orders::ANY) {
+            deskphone::runOnChosenOrders(argv);
+        }
         const deskphone::Loaded loaded = deskphone::load(options.plugin);
         return loaded.run(options, loaded.plugin);
     } catch (const std::exception& failure) {

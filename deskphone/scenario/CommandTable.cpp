@@ -110,6 +110,12 @@ Value accept(Telephone& telephone, const Words& words)
     return {};
 }
 
+Value report(Telephone& telephone, const Words& words)
+{
+    telephone.management().report(words[0] == "publish");
+    return {};
+}
+
 /// The row that begins a group.
 Command first(const char* group, Command command)
 {
@@ -195,6 +201,7 @@ const std::vector<Command>& commands()
         {"present", lookUp<ServiceContext::PRESENT>,                      "NAME",                                "the look-up finds the service",                       NOBODY, NOTHING},
         {"refuse", accept<false>,                                         "publish|direction",                   "published records or direction changes are refused",  NOBODY, NOTHING},
         {"accept", accept<true>,                                          "publish|direction",                   "published records or direction changes are accepted", NOBODY, NOTHING},
+        {"report", report,                                                "publish|nothing",                     "published records come back as change events or not", NOBODY, NOTHING},
 
         first("Calls on a network, with --sip",
         {"dial", nullptr,                                                 "LINE SIP-URI",                        "calls the far end; calls are numbered from 1",        USER, NETWORK}),

@@ -46,7 +46,7 @@ bool ScenarioFile::next(Given& command)
 
 bool ScenarioFile::refused(const Mistake& mistake)
 {
-    m_errors << m_name << ':' << m_line << ": " << mistake.what() << std::endl;
+    m_errors << place() << ": " << mistake.what() << std::endl;
     return false;
 }
 

@@ -20,6 +20,8 @@ public:
 
     bool next(Given& command) override;
     bool refused(const Mistake& mistake) override;
+    /// Of the command given last: FILE:LINE.
+    std::string place() const { return m_name + ':' + std::to_string(m_line); }
 
 private:
     struct Close {

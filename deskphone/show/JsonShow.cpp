@@ -34,7 +34,7 @@ std::string line(const Json& object)
 
 void JsonShow::add(const Step& step)
 {
-    std::string text = line({{"step", step.number}, {"command", step.command}});
+    std::string text = step.begins ? line({{"step", step.number}, {"command", step.command}}) : "";
     for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
         for (const Record& record : step.records[thread]) {
             Json object{{"step", step.number}, {"thread", threadNames[thread]}};
@@ -61,7 +61,10 @@ void JsonShow::add(const Step& step)
     if (const bool lampIsOn = lampIsOnAfter(step); m_showsStates && lampIsOn != step.lampWasOn) {
         text += line({{"step", step.number}, {"lamp", lampIsOn}});
     }
-    m_screen.print(text + line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}}));
+    if (step.ends) {
+        text += line({{"step", step.number}, {"result", std::visit(ToJson(), step.result)}});
+    }
+    m_screen.print(text);
 }
 
 }  // namespace deskphone

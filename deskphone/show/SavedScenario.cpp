@@ -12,8 +12,10 @@ SavedScenario::SavedScenario(const std::string& name) : m_name(name), m_file(nam
 
 void SavedScenario::add(const Step& step)
 {
-    m_file << m_writer.add(step) << std::flush;
-    check();
+    if (step.begins) {
+        m_file << m_writer.add(step) << std::flush;
+        check();
+    }
 }
 
 void SavedScenario::finish()

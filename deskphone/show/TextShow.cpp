@@ -76,7 +76,7 @@ Kind kindOf(const LogLine& log)
 
 std::string textOf(const Call& call)
 {
-    return call.name + '(' + ToText().separated(call.arguments) + ')';
+    return asText(call);
 }
 
 /// Tabs are left as they are.
@@ -103,6 +103,16 @@ std::string textOf(const LogLine& log)
 }
 
 }  // namespace
+
+std::string asText(const Value& value)
+{
+    return std::visit(ToText(), value);
+}
+
+std::string asText(const Call& call)
+{
+    return call.name + '(' + ToText().separated(call.arguments) + ')';
+}
 
 void TextShow::add(const Step& step)
 {

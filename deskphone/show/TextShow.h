@@ -7,6 +7,9 @@
 
 namespace deskphone {
 
+std::string asText(const Value& value);
+std::string asText(const Call& call);
+
 /// For people: each command, then what it caused, thread by thread.
 class TextShow : public Show {
 public:

@@ -1,5 +1,6 @@
 #include "telephone/MachineLog.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace deskphone {
@@ -59,7 +60,8 @@ std::optional<MachineEvent> eventIn(std::string_view text)
                         shortName(event),
                         shortName(behindFirst(text, "current state = ", ";")),
                         ignored ? "" : shortName(behindFirst(text, "new state = ", ";")),
-                        ""};
+                        "",
+                        std::atoi(std::string(behindFirst(text, "mrsID=", ")")).c_str())};
 }
 
 MachineEvent* lastEventIn(std::vector<Record>& records)

@@ -1,14 +1,46 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
+#include <vector>
 
 #include "LogSink.h"
+#include "Threadable.h"
 #include "telephone/LogFile.h"
 #include "telephone/MachineLog.h"
 #include "telephone/Step.h"
 
 namespace deskphone {
+
+/// A thread of the platform's that plays commands: a caller in the records, as is any thread that is none of the
+/// platform's.
+class Caller : public Threadable {
+public:
+    explicit Caller(int step = 0) : playedStep(step) {}
+
+    int playedStep;  // of the command that it plays
+};
+
+/// Who made a record.
+struct Turn {
+    RecordThread thread;
+    int step;  // a caller's
+};
+
+/// Follows what is recorded as it happens. Called on the thread that it happens on.
+class Follower {
+public:
+    virtual ~Follower() = default;
+
+    /// The plug-in calls the telephone.
+    virtual void beforeCall() = 0;
+    /// One at a time; must not come back to the recorder.
+    virtual void recorded(const Record& record, const Turn& turn) = 0;
+    /// The same for what is logged, whatever is recorded of it.
+    virtual void logged(const char* component, const std::string& text, const Turn& turn) = 0;
+};
 
 /// Collects what the plug-in does to the telephone: its calls on the platform and its log, each with its thread. Any
 /// thread may call any operation.
@@ -35,6 +67,9 @@ public:
     /// Keeps the log up to this level apart from the records, whatever is shown of it.
     void keepLog(int level);
 
+    /// Lets this follow, which is not owned; null for nobody.
+    void follow(Follower* follower);
+
     /// What was collected since the last time. Throws std::system_error when the log's file cannot be written.
     Records take();
     KeptLog takeLog();
@@ -43,14 +78,19 @@ public:
     template <typename Use>
     auto withMachineLog(Use use)
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const Guard guard(m_lock);
         return use(m_machineLog);
     }
 
 private:
-    void setLogLevel() const;
+    // A std::mutex would be a point in the chosen orders of events, and this is no matter of the plug-in's.
+    using Lock = std::shared_mutex;
+    using Guard = std::lock_guard<Lock>;
 
-    std::mutex m_lock;  // guards all members
+    void setLogLevel() const;
+    void tell(const Turn& turn, std::size_t from) const;
+
+    Lock m_lock;  // guards all members
     Records m_records;
     KeptLog m_keptLog;
     int m_shownLevel = 0;
@@ -58,6 +98,7 @@ private:
     LogFile* m_file = nullptr;
     Reading m_reading = Reading::NOTHING;
     MachineLog m_machineLog;
+    std::atomic<Follower*> m_follower{nullptr};
 };
 
 }  // namespace deskphone

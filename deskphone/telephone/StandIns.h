@@ -3,6 +3,7 @@
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 
@@ -24,9 +25,9 @@
 namespace deskphone {
 
 // The services around the plug-in. They record the calls made on them and answer, and hand what concerns calls on to
-// the network, where there is one; they decide nothing, and but for the executable none comes back into the plug-in.
-// The plug-in calls the overrides, on any of its threads; the rest is for the player's thread. The recorder and the
-// network, which may be null, are not owned.
+// the network, where there is one; they decide nothing, and but for the executable, and the management system where it
+// is told to, none comes back into the plug-in. The plug-in calls the overrides, on any of its threads; the rest is for
+// the player's thread. The recorder and the network, which may be null, are not owned.
 
 /// The context: answers look-ups with services that stay the telephone's.
 class ServiceContext : public Context {
@@ -41,7 +42,7 @@ public:
     Executable* getService(const std::string& name) override
     {
         m_recorder.call("SvcRTEContext.getService", {name});
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const std::lock_guard<std::shared_mutex> guard(m_lock);
         const auto known = m_services.find(name);
         const Answer answer = known == m_services.end() ? MISSING : m_answers[name];
         return answer == PRESENT ? known->second : answer == WRONG ? &m_otherService : nullptr;
@@ -49,14 +50,14 @@ public:
 
     void setAnswer(const std::string& name, Answer answer)
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const std::lock_guard<std::shared_mutex> guard(m_lock);
         m_answers[name] = answer;
     }
 
 private:
     Recorder& m_recorder;
     const std::map<std::string, Executable*> m_services;
-    std::mutex m_lock;
+    std::shared_mutex m_lock;                 // no std::mutex, as in the recorder
     std::map<std::string, Answer> m_answers;  // guarded by m_lock; PRESENT where none is set
     Executable m_otherService;                // of none of the types that are looked up
 };
@@ -74,10 +75,17 @@ public:
     int publishData(ManageableData& record) override
     {
         m_recorder.call("LocalMgmtIfc.publishData", {Value(entriesOf(record))});
+        if (m_reports && m_service != nullptr) {
+            m_service->dataChangedEvent(record);
+        }
         return m_accepts ? 1 : 0;
     }
 
     void accept(bool published) { m_accepts = published; }
+    /// Whether what is published comes back to the service, as a change event, before it is answered.
+    void report(bool published) { m_reports = published; }
+    bool reports() const { return m_reports; }
+    void serve(MediaRecordingService* service) { m_service = service; }
 
     /// What was populated in a record, as [id, key, value] each.
     static List entriesOf(const ManageableData& record)
@@ -92,6 +100,8 @@ public:
 private:
     Recorder& m_recorder;
     std::atomic<bool> m_accepts{true};
+    std::atomic<bool> m_reports{false};
+    MediaRecordingService* m_service = nullptr;
 };
 
 class MediaControl : public Executable, public MediaControlServiceIfc {

@@ -52,6 +52,7 @@ struct MachineEvent {
     std::string from;
     std::string to;      // empty: no transition
     std::string action;  // what the machine then ran
+    int session = 0;     // the one that the machine knows, 0: none
 };
 
 /// A request that the controller does not carry out, because the mode leaves recording to it or to nobody.
@@ -84,6 +85,9 @@ struct Step {
     bool lampWasOn = false;    // before the command
     bool serviceRuns = false;  // after it
     KeptLog log = {};          // as far as it is kept for someone to compare
+    // In a chosen order of events a step may come in pieces, between those of others.
+    bool begins = true;
+    bool ends = true;  // with the result
 };
 
 /// What the call makes of the lamp, if it sets it.

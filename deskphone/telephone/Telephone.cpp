@@ -60,6 +60,7 @@ void Telephone::start(bool withStore)
         throw std::runtime_error("the plug-in's factory made no service");
     }
     m_executable.serve(m_service.get());
+    m_management.serve(m_service.get());
     if (withStore) {
         m_service->init(m_context, &m_executable, &m_agent);
     } else {
@@ -71,6 +72,7 @@ void Telephone::stop()
 {
     m_callControl.forgetObserver();
     m_executable.serve(nullptr);
+    m_management.serve(nullptr);
     m_service.reset();
     m_recorder.withMachineLog([](MachineLog& log) { log.forgetMachines(); });
 }

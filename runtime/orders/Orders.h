@@ -34,6 +34,7 @@ struct Branch {
     unsigned point;
     unsigned running;
     ThreadSet able;
+    bool holdsLock;  // the running thread
     unsigned chosen;
 };
 

@@ -192,7 +192,7 @@ ThreadSet Scheduler::able() const
 
 unsigned Scheduler::choose(ThreadSet able)
 {
-    Branch branch{m_outcome.points, m_running, able, 0};
+    Branch branch{m_outcome.points, m_running, able, m_threads[m_running].held > 0, 0};
     const unsigned usual = branch.usual();
     if (able == only(usual)) {
         return usual;

@@ -1,0 +1,59 @@
+#include "orders/Script.h"
+
+#include <iostream>
+#include <sstream>
+
+#include "orders/Judge.h"
+#include "scenario/Commands.h"
+#include "scenario/ScenarioFile.h"
+
+namespace deskphone {
+
+namespace {
+
+/// What `# allowed WHAT: why` allows; "" for any other comment.
+std::string allowedBy(const std::string& comment)
+{
+    std::istringstream words(comment);
+    std::string sign;
+    std::string word;
+    std::string what;
+    words >> sign >> word >> what;
+    if (sign != "#" || word != "allowed") {
+        return "";
+    }
+    if (what.empty() || what.back() != ':' || words.peek() == std::istringstream::traits_type::eof()) {
+        throw Mistake("expected # allowed WHAT: why");
+    }
+    what.pop_back();
+    if (Judge::CHECKS.count(what) == 0) {
+        std::string known;
+        for (const std::string& check : Judge::CHECKS) {
+            known += (known.empty() ? "" : ", ") + check;
+        }
+        throw Mistake("cannot allow " + quoted(what) + "; expected one of " + known);
+    }
+    return what;
+}
+
+}  // namespace
+
+Script::Script(const std::vector<std::string>& files)
+{
+    for (const std::string& name : files) {
+        ScenarioFile file(name, std::cerr);
+        try {
+            for (Given command; file.next(command); commands.push_back(std::move(command))) {
+                findCommand(command.words);
+                places.push_back(file.place());
+                for (const std::string& comment : command.comments) {
+                    allowed.insert(allowedBy(comment));
+                }
+            }
+        } catch (const Mistake& mistake) {
+            throw Mistake(file.place() + ": " + mistake.what());
+        }
+    }
+}
+
+}  // namespace deskphone
