@@ -5,8 +5,6 @@ import pathlib
 import re
 import select
 import signal
-import socket
-import struct
 import subprocess
 import sys
 import tempfile
