@@ -57,6 +57,7 @@ std::unique_ptr<Calls> openNetwork(const NetworkSettings& settings)
 // Exit statuses.
 constexpr int DIFFERENCE = 1;
 constexpr int MISTAKE = 2;
+constexpr int INTERRUPTED = 128;  // and the signal's number
 
 /// One telephone's life.
 class Run {
@@ -78,6 +79,9 @@ public:
     int play(const std::vector<std::string>& scenarios, const std::string& fieldLog)
     {
         m_keepsStory = std::any_of(scenarios.begin(), scenarios.end(), isConversation);
+        if (m_keepsStory && m_calls != nullptr) {
+            m_calls->tellAtOnce();
+        }
         try {
             for (const std::string& scenario : scenarios) {
                 const Wait wait = m_calls == nullptr ? Wait() : [this](int descriptor) {
@@ -94,6 +98,9 @@ public:
                 play(source);
                 return source.report(std::cerr) ? 0 : DIFFERENCE;
             }
+        } catch (const Interruption& interruption) {
+            leaveNetwork();
+            return INTERRUPTED + interruption.signal();
         } catch (const std::system_error& failure) {
             std::cerr << "deskphone: " << failure.what() << std::endl;
             return MISTAKE;

@@ -204,6 +204,9 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         ->allow_extra_args(false);
     withSip(app.add_option("--voice", options.network.voice, "What the near side of a call says"))
         ->option_text("tone[:HZ]|silence|FILE.wav");
+    withSip(app.add_option("--recorder", options.network.recorder,
+                           "Where recordings go when the recorder's address is no SIP URI, as 4321"))
+        ->type_name("SIP-URI");
     withSip(
         app.add_option("--patience", options.network.patience, "How long another party may take to answer a request"))
         ->check(CLI::Range(1, 300))

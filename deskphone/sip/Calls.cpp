@@ -3,7 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <chrono>
+#include <array>
 #include <iostream>
 
 #include "scenario/Commands.h"
@@ -14,20 +14,13 @@ namespace deskphone {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr int USUAL_PATIENCE = 10;        // seconds
 constexpr int PATIENCE_WHEN_LEAVING = 3;  // seconds
 constexpr std::size_t MOST_REMEMBERED = 10000;
 constexpr const char* LINE_SELECTED = "11";
-
-/// Returns when one of the descriptors (-1: none) can be read, or the time is over.
-void waitFor(int one, int other, Clock::duration longest)
-{
-    pollfd descriptors[]{{one, POLLIN, 0}, {other, POLLIN, 0}};
-    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(longest).count();
-    ::poll(descriptors, 2, static_cast<int>(std::max<std::int64_t>(milliseconds, 0)));
-}
+constexpr std::array<std::string_view, 9> causes{"LMSCreateSession",  "LMSDestroySession",    "LMSEventAttached",
+                                                 "LMSEventStreaming", "LMSEventNotStreaming", "LMSEventErrorStatus",
+                                                 "setLineStatus",     "activateRecording",    "deactivateRecording"};
 
 int numberOf(const std::string& word)
 {
@@ -64,6 +57,11 @@ bool Calls::next(Given& command)
 {
     for (Given happening; m_happenings.take(happening);) {
         m_comments.insert(m_comments.end(), happening.comments.begin(), happening.comments.end());
+        if (m_tellsAtOnce && happening.words.empty()) {
+            for (const std::string& comment : happening.comments) {
+                std::cerr << comment << std::endl;
+            }
+        }
         if (!happening.words.empty()) {
             command = {std::move(happening.words)};
             addComments(command);
@@ -97,8 +95,18 @@ void Calls::waitFor(int descriptor, const PlayAll& playAll)
 {
     playAll();
     for (pollfd input{descriptor, POLLIN, 0}; descriptor >= 0 && ::poll(&input, 1, 0) == 0; playAll()) {
-        deskphone::waitFor(descriptor, m_happenings.descriptor(), std::chrono::hours(1));
+        wait(descriptor, std::chrono::hours(1));
     }
+}
+
+/// Returns when the descriptor can be read, something has happened, or the time is over.
+void Calls::wait(int descriptor, Clock::duration longest) const
+{
+    pollfd descriptors[]{
+        {descriptor, POLLIN, 0}, {m_happenings.descriptor(), POLLIN, 0}, {m_interruptions.descriptor(), POLLIN, 0}};
+    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(longest).count();
+    ::poll(descriptors, 3, static_cast<int>(std::max<std::int64_t>(milliseconds, 0)));
+    m_interruptions.check();
 }
 
 bool Calls::waitUntil(const std::function<bool()>& happened, int seconds, const PlayAll& playAll)
@@ -108,7 +116,7 @@ bool Calls::waitUntil(const std::function<bool()>& happened, int seconds, const 
         if (Clock::now() >= end) {
             return false;
         }
-        deskphone::waitFor(-1, m_happenings.descriptor(), end - Clock::now());
+        wait(-1, end - Clock::now());
     }
     return true;
 }
@@ -191,7 +199,9 @@ void Calls::await(const Words& words, const PlayAll& playAll)
         }
         awaited.pop_back();
     }
-    commandNamed(awaited.front());
+    if (std::find(causes.begin(), causes.end(), commandNamed(awaited.front()).name) == causes.end()) {
+        throw Mistake("await: the network never causes " + awaited.front());
+    }
     const auto happened = [&] {
         const auto found = std::find_if(m_caused.begin(), m_caused.end(),
                                         [&](const Words& command) { return isAsAwaited(command, awaited); });
@@ -212,7 +222,11 @@ void Calls::await(const Words& words, const PlayAll& playAll)
 
 void Calls::leave(const PlayAll& playAll)
 {
-    waitUntil([this] { return m_agent->leave(); }, PATIENCE_WHEN_LEAVING, playAll);
+    try {
+        waitUntil([this] { return m_agent->leave(); }, PATIENCE_WHEN_LEAVING, playAll);
+    } catch (const Interruption&) {
+        m_agent->leave();  // who interrupts that does not want to wait
+    }
     playAll();
 }
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
 #include <string>
 
 #include "scenario/Source.h"
+#include "sip/Interruption.h"
 #include "sip/Settings.h"
 #include "sip/UserAgent.h"
 
@@ -16,10 +18,11 @@ class Telephone;
 /// The network as a source: gives the commands that it has caused, as far as there are any at the moment. Performs the
 /// commands of the telephone on its network, which are no steps; they stand as comments before the next step.
 ///
-/// For the player's thread.
+/// For the player's thread. Where it waits, it throws Interruption when the program was asked to end.
 class Calls : public Source {
 public:
     using PlayAll = std::function<void()>;
+    using Clock = std::chrono::steady_clock;
 
     /// Throws std::runtime_error when there can be no network with these settings.
     explicit Calls(const NetworkSettings& settings);
@@ -28,6 +31,9 @@ public:
     /// For the services of the telephone.
     Network& network() { return *m_agent; }
     std::string place() const { return m_agent->place(); }
+
+    /// Tells a person at once what no step follows.
+    void tellAtOnce() { m_tellsAtOnce = true; }
 
     bool next(Given& command) override;
     void played(const Step& step) override;
@@ -51,8 +57,12 @@ private:
     void checkLine(const std::string& line) const;
     void cause(Words command);
 
+    void wait(int descriptor, Clock::duration longest) const;
+
     const NetworkSettings m_settings;
+    Interruptions m_interruptions;  // before there is any other thread
     Happenings m_happenings;
+    bool m_tellsAtOnce = false;
     std::vector<std::string> m_comments;  // that no step has followed yet
     std::list<Words> m_caused;            // what no await has waited for
     std::unique_ptr<UserAgent> m_agent;

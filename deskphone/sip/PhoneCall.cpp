@@ -12,6 +12,13 @@ std::string statusOf(const SipEvent& event)
     return std::to_string(event.status) + ' ' + event.phrase;
 }
 
+/// RFC 7866, 6.3.
+bool isRecordAware(const SipEvent& event)
+{
+    return event.message != nullptr && event.message->sip_supported != nullptr &&
+           sip_has_supported(event.message->sip_supported, RECORD_AWARE) != 0;
+}
+
 constexpr const char* NOT_ACCEPTABLE = "Not Acceptable Here";
 
 }  // namespace
@@ -46,6 +53,7 @@ void PhoneCall::dial()
 bool PhoneCall::receive(const SipEvent& event)
 {
     m_identity = event.message->sip_call_id->i_id;
+    m_farEndIsRecordAware = isRecordAware(event);
     const std::string body = bodyOf(event);
     if (!body.empty() && !agree(body, false)) {
         nua_respond(m_handle, 488, NOT_ACCEPTABLE, TAG_END());
@@ -98,10 +106,23 @@ std::string PhoneCall::hold(bool holds)
     return "";
 }
 
+void PhoneCall::indicate(const std::string& recording)
+{
+    const bool isKnown = recording == m_indicated || (m_indicated.empty() && recording == "off");
+    if (m_state != STANDING || !m_farEndIsRecordAware || isKnown) {
+        return;
+    }
+    m_indicated = recording;
+    if (!m_inviteUnderWay) {
+        offerAnew();
+    }
+}
+
 void PhoneCall::offerAnew()
 {
     m_inviteUnderWay = true;
     m_holdOffered = m_weHold;
+    m_indicationOffered = m_indicated;
     nua_invite(m_handle, SIPTAG_CONTENT_TYPE_STR("application/sdp"), SIPTAG_PAYLOAD_STR(description(false).c_str()),
                TAG_END());
 }
@@ -115,6 +136,7 @@ void PhoneCall::happened(const SipEvent& event)
         }
         return;
     }
+    m_farEndIsRecordAware = m_farEndIsRecordAware || isRecordAware(event);
     switch (event.kind) {
         case nua_r_invite: answered(event); break;
         case nua_i_invite: offered(event); break;
@@ -170,7 +192,7 @@ void PhoneCall::answered(const SipEvent& event)
     } else {
         m_owner.tell(m_number, "the far end refuses a change: " + statusOf(event));
     }
-    if (m_state != ENDED && !first && m_weHold != m_holdOffered) {
+    if (m_state != ENDED && !first && event.status < 300 && mustOffer()) {
         offerAnew();
     }
 }
@@ -192,23 +214,27 @@ void PhoneCall::offered(const SipEvent& event)
 /// Takes what the far end describes; false, with nothing changed, when there is no sound in it that is known here.
 bool PhoneCall::agree(const std::string& text, bool isAnswer)
 {
-    Description far;
+    std::vector<Stream> far;
     if (!readDescription(text, far)) {
         return false;
     }
     std::size_t used = 0;
-    while (used < far.streams.size() && !far.streams[used].usable()) {
+    while (used < far.size() && !far[used].usable()) {
         ++used;
     }
-    if (used == far.streams.size() || (isAnswer && used != 0)) {
+    if (used == far.size() || (isAnswer && used != 0)) {
         return false;
     }
-    const Stream& stream = far.streams[used];
-    m_farDescription = far;
-    m_farStream = used;
+    const Stream& stream = far[used];
+    const std::string recording = m_farStreams.empty() ? "" : m_farStreams[m_farStream].recording;
+    if (stream.recording != recording) {
+        m_owner.tell(m_number, "recording by the far end: " + stream.recording);
+    }
     m_path.farEnd = stream.address;
     m_path.codec = stream.codecs.front();
     m_farEndHolds = !stream.direction.receives;
+    m_farStreams = std::move(far);
+    m_farStream = used;
     updateHeld(m_farEndHolds ? "held by the far end" : "resumed by the far end");
     return true;
 }
@@ -219,6 +245,7 @@ Stream PhoneCall::ownStream() const
     stream.address = m_own;
     stream.codecs = {Codec::PCMA, Codec::PCMU};
     stream.direction = {true, !m_weHold};
+    stream.recording = m_indicated;
     return stream;
 }
 
@@ -226,11 +253,11 @@ std::string PhoneCall::description(bool isAnswer)
 {
     std::vector<Stream> streams{ownStream()};
     if (isAnswer) {
-        streams.assign(m_farDescription.streams.begin(), m_farDescription.streams.end());
+        streams.assign(m_farStreams.begin(), m_farStreams.end());
         for (Stream& stream : streams) {
             stream.address = {};
         }
-        const Direction far = m_farDescription.streams[m_farStream].direction;
+        const Direction far = m_farStreams[m_farStream].direction;
         Stream& used = streams[m_farStream];
         used = ownStream();
         used.codecs = {m_path.codec};

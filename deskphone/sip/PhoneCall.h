@@ -42,6 +42,8 @@ public:
     std::string answer();
     std::string hangUp();
     std::string hold(bool holds);
+    /// Tells the far end, if it wants to know, that the call is recorded: on, off or paused.
+    void indicate(const std::string& recording);
 
     int number() const { return m_number; }
     const Parties& parties() const { return m_parties; }
@@ -64,6 +66,7 @@ private:
     std::string description(bool isAnswer);
     void offerAnew();
     void updateHeld(const std::string& why);
+    bool mustOffer() const { return m_weHold != m_holdOffered || m_indicated != m_indicationOffered; }
     void end(const std::string& why);
 
     const int m_number;
@@ -78,12 +81,15 @@ private:
     sockaddr_in m_own;        // for sound
     std::uint64_t m_descriptionIdentity;
     unsigned m_descriptionVersion = 0;
-    Description m_farDescription;
+    std::vector<Stream> m_farStreams;
     std::size_t m_farStream = 0;  // the one that is used
     Path m_path = {{}, Codec::PCMA, {}};
     bool m_offered = false;         // by us, in an answer to an INVITE without a description
     bool m_inviteUnderWay = false;  // ours, within the call
     bool m_holdOffered = false;     // what it offers
+    std::string m_indicated;        // of the recording; empty: nothing yet
+    std::string m_indicationOffered;
+    bool m_farEndIsRecordAware = false;
     bool m_weHold = false;
     bool m_farEndHolds = false;
     bool m_wasHeld = false;

@@ -163,14 +163,14 @@ void Recording::offered(const SipEvent& event)
 /// cannot take both sides as they are.
 bool Recording::agree(const std::string& text, bool& takes)
 {
-    Description recorder;
-    if (!readDescription(text, recorder) || recorder.streams.size() != NUMBER_OF_SIDES) {
+    std::vector<Stream> streams;
+    if (!readDescription(text, streams) || streams.size() != NUMBER_OF_SIDES) {
         return false;
     }
     std::array<sockaddr_in, NUMBER_OF_SIDES> ports{};
     bool both = true;
     for (const Side side : {NEAR, FAR}) {
-        const Stream& stream = recorder.streams[side];
+        const Stream& stream = streams[side];
         if (!stream.usable() || std::count(stream.codecs.begin(), stream.codecs.end(), m_codec) == 0) {
             return false;
         }

@@ -83,7 +83,7 @@ const char* nameOf(const Direction& direction)
 
 }  // namespace
 
-bool readDescription(const std::string& text, Description& description)
+bool readDescription(const std::string& text, std::vector<Stream>& streams)
 {
     if (text.size() > LARGEST || text.find('\0') != std::string::npos) {
         return false;
@@ -94,15 +94,12 @@ bool readDescription(const std::string& text, Description& description)
     if (session == nullptr) {
         return false;
     }
-    description = {};
-    description.recordAware = sdp_attribute_find(session->sdp_attributes, "record-aware") != nullptr;
+    streams.clear();
     for (const sdp_media_t* media = session->sdp_media; media != nullptr; media = media->m_next) {
-        if (description.streams.size() == MOST_STREAMS) {
+        if (streams.size() == MOST_STREAMS) {
             return false;
         }
-        description.streams.push_back(readStream(*media));
-        description.recordAware =
-            description.recordAware || sdp_attribute_find(media->m_attributes, "record-aware") != nullptr;
+        streams.push_back(readStream(*media));
     }
     return true;
 }

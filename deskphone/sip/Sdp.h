@@ -31,13 +31,8 @@ struct Stream {
     bool usable() const { return address.sin_port != 0 && !codecs.empty(); }
 };
 
-struct Description {
-    std::vector<Stream> streams = {};
-    bool recordAware = false;  // RFC 7866, 6.2: some stream or the session says a=record-aware
-};
-
-/// Reads the text of a session description. False when it is none, or larger than any telephone's.
-bool readDescription(const std::string& text, Description& description);
+/// Reads the streams of a session description. False when the text is none, or larger than any telephone's.
+bool readDescription(const std::string& text, std::vector<Stream>& streams);
 
 /// Writes one. `identity` and `version` make its origin; the streams' addresses are the sender's own.
 std::string writeDescription(std::uint64_t identity, unsigned version, const std::string& address,

@@ -11,6 +11,7 @@ struct NetworkSettings {
     int port = 5060;           // 0: the system chooses
     std::vector<std::string> accounts = {};
     std::string voice = "tone";  // what the near side says: tone[:HZ], silence or the name of a WAV file
+    std::string recorder = {};   // SIP URI in place of a recorder's address that is none; empty: that is refused
     int patience = 32;           // seconds for the other side to answer a request
 
     bool given() const { return !address.empty(); }

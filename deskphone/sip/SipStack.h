@@ -16,6 +16,9 @@
 
 namespace deskphone {
 
+/// The option of those who want to know whether they are recorded (RFC 7866).
+constexpr const char* RECORD_AWARE = "record-aware";
+
 /// One event of the SIP library, valid while it is handled.
 struct SipEvent {
     nua_event_t kind;

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "communicationsServiceTexts.h"
 #include "scenario/Words.h"
 
 namespace deskphone {
@@ -17,6 +18,7 @@ namespace {
 
 constexpr std::size_t MOST_CALLS = 200;
 constexpr std::size_t LONGEST_URI = 256;
+constexpr std::chrono::milliseconds INDICATION_DELAY{50};
 
 /// A SIP URI with a host, taken apart.
 struct SipUri {
@@ -289,7 +291,7 @@ void SipUserAgent::attach(int session, const std::string& recorder)
     });
 }
 
-void SipUserAgent::beginRecording(int session, int call, const std::string& recorder)
+void SipUserAgent::beginRecording(int session, int call, const std::string& address)
 {
     const auto refuse = [&](int status, const std::string& why) {
         report("recording of call " + std::to_string(call) + ": " + why,
@@ -297,12 +299,14 @@ void SipUserAgent::beginRecording(int session, int call, const std::string& reco
     };
     const PhoneCall* const recorded = find(call);
     SipUri uri;
+    const bool isUri = readUri(address, uri);
+    const std::string& recorder = isUri ? address : m_settings.recorder;
     if (recorded == nullptr || !recorded->stands()) {
         refuse(481, "the call does not stand");
         return;
     }
-    if (!readUri(recorder, uri)) {
-        refuse(416, "the recorder's address " + quoted(recorder) + " is no SIP URI");
+    if (!isUri && !readUri(recorder, uri)) {
+        refuse(416, "the recorder's address " + quoted(address) + " is no SIP URI");
         return;
     }
     endRecordings([session](const Recording::Numbers& numbers) { return numbers.session == session; });
@@ -335,7 +339,32 @@ void SipUserAgent::setDirection(int media, bool sends)
     });
 }
 
-void SipUserAgent::showRecordingStatus(int /*call*/, const std::string& /*status*/) {}
+void SipUserAgent::showRecordingStatus(int call, const std::string& status)
+{
+    using namespace communicationsServiceTexts;
+    const bool on = status == content_callrecording_OnFirstTime || status == content_feature_on ||
+                    status == content_feature_onForceIndication;
+    m_stack.post([this, call, on] {
+        if (find(call) != nullptr) {
+            m_shownOn[call] = on;
+            indicateSoon(call);
+        }
+    });
+}
+
+/// Tells the far end whether the call is recorded, once all that belongs together has come: the plug-in shows its
+/// status beside the request to detach, and often twice.
+void SipUserAgent::indicateSoon(int call)
+{
+    m_stack.after(INDICATION_DELAY, [this, call] {
+        if (PhoneCall* const found = find(call)) {
+            const bool isRecorded = std::any_of(m_recordings.begin(), m_recordings.end(), [call](const auto& one) {
+                return one.second->numbers().call == call && !one.second->hasEnded();
+            });
+            found->indicate(!isRecorded ? "off" : m_shownOn[call] ? "on" : "paused");
+        }
+    });
+}
 
 void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event)
 {
@@ -418,6 +447,7 @@ void SipUserAgent::ended(int call, const std::string& why)
 {
     endRecordings([call](const Recording::Numbers& numbers) { return numbers.call == call; });
     const std::string note = "call " + std::to_string(call) + ' ' + why;
+    m_shownOn.erase(call);
     m_sessions.count(call) > 0 ? destroySession(call, note) : report(note);
 }
 

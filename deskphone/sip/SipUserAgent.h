@@ -63,7 +63,8 @@ private:
     void withRecording(int recording, const std::function<void(Recording&)>& use);
     template <typename Chosen>
     void endRecordings(Chosen isChosen);
-    void beginRecording(int session, int call, const std::string& recorder);
+    void indicateSoon(int call);
+    void beginRecording(int session, int call, const std::string& address);
     void reportOf(const Recording& recording, const std::string& note, Words command);
     void destroySession(int call, const std::string& why);
     void report(const std::string& note, Words command = {});
@@ -79,6 +80,7 @@ private:
     int m_lastRecording = 0;
     std::map<int, std::unique_ptr<PhoneCall>> m_calls;       // until their dialogs are over
     std::map<int, int> m_sessions;                           // the handles of recording sessions, by call
+    std::map<int, bool> m_shownOn;                           // what the plug-in last showed of the call's recording
     std::map<int, std::string> m_early;                      // attach requests for sessions not known yet
     std::map<int, std::unique_ptr<Recording>> m_recordings;  // until their dialogs are over
 
