@@ -1,6 +1,5 @@
 #!/usr/bin/python3
-"""Tells of a recording how long it is, how loud each side is and which tone it holds: scripts/sound.py FILE.wav"""
-import pathlib
+"""Tells of a recording how long it is, how loud each side is and which tone it holds: scripts/sound.py FILE.wav..."""
 import sys
 import wave
 
@@ -64,8 +63,17 @@ class Recording:
         return heard[0] * piece, (heard[-1] + 1) * piece, len(heard) * piece
 
 
-def main():
-    name = pathlib.Path(sys.argv[1])
+def write_tone(name, frequency, seconds):
+    """A mono file of a tone of so many whole Hz."""
+    samples = 10000 * numpy.sin(2 * numpy.pi * frequency * numpy.arange(8000) / 8000)
+    with wave.open(str(name), "wb") as file:
+        file.setnchannels(1)
+        file.setsampwidth(2)
+        file.setframerate(8000)
+        file.writeframes(samples.astype("<i2").tobytes() * seconds)
+
+
+def describe(name):
     recording = Recording(name)
     print(f"{name}: {recording.seconds:.2f} s")
     for side in SIDES:
@@ -79,4 +87,5 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    for argument in sys.argv[1:]:
+        describe(argument)

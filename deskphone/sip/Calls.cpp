@@ -127,6 +127,7 @@ bool Calls::perform(const Given& command, Telephone& telephone, const PlayAll& p
     if (findCommand(words).needs != NETWORK) {
         return false;
     }
+    m_comments.insert(m_comments.end(), command.comments.begin(), command.comments.end());
     const std::string& name = words.front();
     if (command.block != Block::NONE) {
         throw Mistake(name + ": is on the network; expected before at-once, or behind its end");

@@ -6,9 +6,9 @@ import struct
 import tempfile
 import unittest
 
-from parties import METADATA, Recorder, Sipp
+from clients import METADATA, Sipp, Speaker, speak
+from parties import Recorder
 from sound import Recording
-from speech import Speaker, speak
 
 NEAR, FAR = 440, 1200  # Hz
 
