@@ -170,10 +170,11 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         ->type_name("FILE");
     app.add_flag("--states", options.states, "With --json: also what the lines' machines do and when the lamp changes")
         ->needs(forms.front().first);
-    CLI::Option* const check = app.add_flag(
-        "--check", "Play each SCENARIO on a telephone of its own and compare its output with NAME.expected beside it");
+    CLI::Option* const check = app.add_flag("--check")->description(
+        "Play each SCENARIO on a telephone of its own and compare its output with NAME.expected beside it");
     CLI::Option* const accept =
-        app.add_flag("--accept", "Write these files from the output of the SCENARIOs that are played to the end")
+        app.add_flag("--accept")
+            ->description("Write these files from the output of the SCENARIOs that are played to the end")
             ->excludes(check);
     std::string steps;
     std::vector<std::string> kinds;
@@ -214,9 +215,10 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     OrdersAsked& orders = options.orders;
     orders.jobs = std::max(1U, std::thread::hardware_concurrency());
     CLI::Option* const explore =
-        app.add_flag("--explore",
-                     "Play all orders of events in which the commands between at-once and end can come, with "
-                     "few preemptions, and tell what they lead to");
+        app.add_flag("--explore")
+            ->description(
+                "Play all orders of events in which the commands between at-once and end can come, with few "
+                "preemptions, and tell what they lead to");
     CLI::Option* const random = app.add_option("--random", orders.count, "Play so many random ones instead")
                                     ->type_name("COUNT")
                                     ->excludes(explore);

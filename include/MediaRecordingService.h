@@ -24,9 +24,9 @@ extern "C" MRS_EXPORT MediaRecordingService* createMediaRecordingService();
 /// The recording service: builds, wires and releases the recording system, and is its face to the telephone's other
 /// services.
 ///
-/// init(), the destructor, GetInstance() and Destroy() are for one thread, with no other operation running. Every
-/// other operation may be called on any thread. Before init() the getters give their fallbacks, the queries false,
-/// and nothing else happens.
+/// init(), setRecordingConfigManager(), the destructor, GetInstance() and Destroy() are for one thread, with no other
+/// operation running. Every other operation may be called on any thread. Before init() the getters return their
+/// fallbacks, the queries false, and nothing else happens.
 class MRS_EXPORT MediaRecordingService {
 public:
     MediaRecordingService();

@@ -27,8 +27,8 @@ struct RecordingDataItem {
 /// held back until the last recording has ended. Every change of a value is published to the management system. Where
 /// threads change one value at the same time, it is published until the management system was last told what is stored.
 ///
-/// Any thread may call any operation. The store's lock is never held while something outside the store is called.
-/// Item numbers handed in must be 1 to 7. Values are opaque and never checked.
+/// Any thread may call any operation but init(), which the constructor has called. The store's lock is never held while
+/// something outside the store is called. Item numbers handed in must be 1 to 7. Values are opaque and never checked.
 class MRS_EXPORT RecordingConfigManager {
 public:
     /// `context` stays the caller's and may be null; without it, or without a management interface in it, changes are
@@ -68,7 +68,7 @@ private:
     struct Publication;
     using Activation = std::map<std::string, bool>::value_type;
 
-    void make(Change& change) noexcept;
+    void tryStore(Change& change) noexcept;
     void report(const Change& change, const std::string& value);
     bool publish(Publication publication, const std::string& oldValue);
     Publication storedNow(RecordingDataItemType item) const;

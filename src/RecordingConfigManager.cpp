@@ -98,9 +98,9 @@ bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::
         {
             // A setting and what it drives change together, so that two threads can't leave them crossed.
             const Guard guard(m_lock);
-            make(own);
+            tryStore(own);
             if (own.stored && driven != NO_RECORDING_DATA_ITEM) {
-                make(dependent);
+                tryStore(dependent);
             }
         }
         report(own, value);
@@ -112,7 +112,7 @@ bool RecordingConfigManager::setDataItem(RecordingDataItemType item, const std::
 }
 
 /// Makes a change unless it is held back, with the lock held.
-void RecordingConfigManager::make(Change& change) noexcept
+void RecordingConfigManager::tryStore(Change& change) noexcept
 {
     const bool isDriven = std::any_of(std::begin(dataset), std::end(dataset),
                                       [&change](const RecordingDataItem& row) { return row.depItem == change.item; });
@@ -280,7 +280,7 @@ void RecordingConfigManager::resynchronize(const RecordingDataItem& setting, con
                 return;
             }
             value = copied.value = setting.value;
-            make(copied);
+            tryStore(copied);
         }
         report(copied, value);
         if (!copied.stored) {

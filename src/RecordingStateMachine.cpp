@@ -16,7 +16,7 @@ constexpr const char* COMPONENT = "RecordingStateMachine";
 constexpr const char* SOURCE = "./src/RecordingStateMachine";
 
 /// A copy of a session's line that outlives the session. Its memory is the table's spare text, put back afterwards, so
-/// that an event allocates nothing; a copy within a copy brings its own.
+/// that an event allocates nothing; one that is made while another is in use allocates.
 struct LineOfSession {
     LineOfSession(RecordingSessionController& table, const RecordingSession& session)
         : uri(std::move(table.spareText())), m_spare(table.spareText())
@@ -69,7 +69,7 @@ constexpr std::int16_t ERROR  = MRS_STA_ERROR;
 }  // namespace
 
 const std::int16_t RecordingStateMachine::recordingTransitionTable[] = {
-    //                          IN_CALL NOT_IN_ ACTIV  DEACT  ATTACH ERROR  STREAM DONT_S SELECT DESEL
+    //                          IN_CALL NOT_IN_ ACTIV   DEACT   ATTACH  ERROR   STREAM  DONT_S  SELECT  DESEL
     /* ILLEGAL_STATE         */ NO,     NO,     NO,     NO,     NO,     NO,     NO,     NO,     NO,     NO,
     /* IDLE                  */ INCALL, NO,     ACTIVE, NO,     NO,     NO,     NO,     NO,     NO,     NO,
     /* IN_CALL               */ NO,     IDLE,   ATTREQ, NO,     NO,     NO,     NO,     NO,     NO,     NO,

@@ -228,7 +228,13 @@ struct FakeCallControl : Fake, CSfi, SfiRecordingController {
         journal.call("register");
         observer = newObserver;
     }
-    SfiRecordingController* getSfiRecordingController() override { return hasRecordingController ? this : nullptr; }
+    SfiRecordingController* getSfiRecordingController() override
+    {
+        if (journal.onCall) {
+            journal.onCall("getSfiRecordingController");
+        }
+        return hasRecordingController ? this : nullptr;
+    }
     void setCallRecMode(std::string mode) override { journal.call("mode", mode); }
 
     LMSEventObserverIfc* observer = nullptr;
