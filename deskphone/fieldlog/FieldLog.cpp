@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <utility>
 
 #include "fieldlog/Operations.h"
@@ -15,6 +16,9 @@ namespace {
 
 constexpr std::size_t LONGEST_SIDE = 1000;
 constexpr std::size_t PROGRESS_EVERY = 1024;
+
+/// No line: where an operation begins for sure.
+constexpr std::size_t TO_THE_NEXT = std::numeric_limits<std::size_t>::max();
 
 /// What the record says about the look-up of the service, if anything.
 std::optional<ServiceContext::Answer> answerAt(const NextRecords& records, std::size_t at, std::string_view service)
@@ -40,8 +44,11 @@ std::optional<ServiceContext::Answer> answerAt(const NextRecords& records, std::
 FieldLog::FieldLog(const std::string& name, Telephone& telephone)
     : m_name(name),
       m_telephone(telephone),
-      m_records(name),
+      m_records(name, !telephone.running()),
       m_level(m_records.highestLevel()),
+      m_beginsInside(!m_records.next().empty() && !beginsForSure(m_records.next().front()) &&
+                     std::any_of(m_records.next().begin(), m_records.next().end(), beginsForSure)),
+      m_unclearTo(m_beginsInside ? TO_THE_NEXT : 0),
       m_showsProgress(::isatty(STDERR_FILENO) != 0)
 {
     telephone.recorder().keepLog(m_level);
@@ -51,6 +58,9 @@ FieldLog::FieldLog(const std::string& name, Telephone& telephone)
         assume("no record tells what the plug-in was given: that takes level 5, better 6", 1);
     } else if (m_level < LOG_LEVEL_DETAIL) {
         assume("no record of level 6: changes of the mode are not told, and what has that level is not compared", 1);
+    }
+    if (const int before = m_records.handlesBefore(); before > 0) {
+        assume("sessions are counted from 1: the log's handles have " + std::to_string(before) + " more", 1);
     }
 }
 
@@ -64,6 +74,8 @@ bool FieldLog::next(Given& command)
     while (m_told.empty()) {
         m_records.passUsed();
         if (m_records.next().empty()) {
+            tellLeftOut();
+            command = {{}, std::exchange(m_comments, {})};
             return false;
         }
         tellCommand();
@@ -79,14 +91,21 @@ void FieldLog::tellCommand()
     if (first.kind->level > m_level) {
         changeLevel(first.kind->level, first.line);
     }
-    Told told = commandAt(m_records.next());
+    if (m_records.isDoubled()) {
+        first.used = true;
+        assume("the record stands twice; the second one is passed over", first.line);
+        return;
+    }
+    Told told = commandAt(m_records.next(), m_level);
     if (first.is("getSessionInCall()") && !m_knownMachine.empty()) {
         told = {{"isInCall", m_knownMachine}, "the log does not tell which line is asked about; one that is known"};
     }
-    if (told.command.empty()) {
-        m_comparison.leaveOut(first);
+    if (told.command.empty() || (first.line < m_unclearTo && !beginsForSure(first))) {
+        leaveOut(first);
         return;
     }
+    tellLeftOut();
+    m_unclearTo = m_unclearTo == TO_THE_NEXT ? 0 : m_unclearTo;
     if (told.assumed != nullptr) {
         assume(told.assumed, first.line);
     }
@@ -160,12 +179,19 @@ void FieldLog::played(const Step& step)
         return;
     }
     FieldRecord& first = m_records.next().front();
-    const int level = m_comparison.compare(step.log, m_records, m_level);
-    if (level < m_level) {
-        changeLevel(level, first.line);
+    const LogComparison::Compared compared = m_comparison.compare(step.log, m_records, m_level);
+    if (compared.level < m_level) {
+        changeLevel(compared.level, first.line);
+    }
+    if (compared.missing != 0) {
+        assume("the log lacks records here that the replay logs", compared.missing);
+    }
+    m_agreesTo = std::max(m_agreesTo, compared.end);
+    if (compared.differs) {
+        m_unclearTo = std::max(m_unclearTo, m_agreesTo);
     }
     if (tells && !first.used) {
-        m_comparison.leaveOut(first);
+        leaveOut(first);
     }
     const std::string& name = step.command.front();
     const bool namesLine = name == "LMSCreateSession" || name == "activateRecording" ||
@@ -198,7 +224,7 @@ bool FieldLog::refused(const Mistake& mistake)
 {
     FieldRecord& first = m_records.next().front();
     assume(std::string("passed over: ") + mistake.what(), first.line);
-    m_comparison.leaveOut(first);
+    leaveOut(first);
     m_told.clear();
     return true;
 }
@@ -210,11 +236,40 @@ void FieldLog::changeLevel(int level, std::size_t line)
     m_telephone.recorder().keepLog(level);
 }
 
-void FieldLog::assume(const std::string& what, std::size_t line)
+/// The replay has nothing for it.
+void FieldLog::leaveOut(FieldRecord& record)
+{
+    record.used = true;
+    m_leftOutFrom = m_leftOutFrom == 0 ? record.line : m_leftOutFrom;
+    m_leftOutTo = record.line;
+    if (m_beginsInside) {
+        return;
+    }
+    m_comparison.leaveOut(record);
+    if (record.line > m_agreesTo) {
+        m_unclearTo = TO_THE_NEXT;
+    }
+}
+
+void FieldLog::tellLeftOut()
+{
+    if (m_leftOutFrom != 0) {
+        assume(m_beginsInside               ? "the log begins inside an operation: passed over up to where one begins"
+               : m_unclearTo == TO_THE_NEXT ? "no record tells what begins here: passed over up to where it is clear"
+                                            : "the replay does not log this",
+               m_leftOutFrom, m_leftOutTo);
+    }
+    m_leftOutFrom = 0;
+    m_beginsInside = false;
+}
+
+void FieldLog::assume(const std::string& what, std::size_t line, std::size_t last)
 {
     const auto [known, isNew] = m_assumptions.try_emplace(what, Place{line, 0});
     known->second.more += isNew ? 0 : 1;
-    m_comments.push_back("# line " + std::to_string(line) + " of the log: " + what);
+    m_comments.push_back((last > line ? "# lines " + std::to_string(line) + " to " + std::to_string(last)
+                                      : "# line " + std::to_string(line)) +
+                         " of the log: " + what);
 }
 
 void FieldLog::showProgress() const
@@ -228,15 +283,15 @@ bool FieldLog::report(std::ostream& output) const
 {
     const LogComparison::Difference& difference = m_comparison.firstDifference();
     std::map<std::string, Place> assumptions = m_assumptions;
-    const auto add = [&assumptions](const char* what, std::size_t line, std::size_t count) {
-        if (count > 0) {
-            assumptions[what] = {line, count - 1};
+    const auto add = [&assumptions](const char* what, const FieldRecords::Lines& lines) {
+        if (lines.count > 0) {
+            assumptions[what] = {lines.first, lines.count - 1};
         }
     };
-    add("names a component without a text of it that is known: passed over", m_records.firstUnknown(),
-        m_records.numberOfUnknown());
-    add("the record is cut: what is missing was taken to agree", m_comparison.firstCut(), m_comparison.numberOfCut());
-    add("the log ends before its last command does", m_records.linesRead(), m_comparison.endsEarly() ? 1 : 0);
+    const FieldRecords::Lines& unknown = m_records.unknown();
+    add("names a component without a text of it that is known: passed over", unknown);
+    add("the record is cut: what is missing was taken to agree", m_comparison.cut());
+    add("the log ends before its last command does", {m_comparison.endsEarly() ? 1U : 0U, m_records.linesRead()});
     std::string text = m_showsProgress ? "\r\x1b[K" : "";
     std::vector<std::pair<std::size_t, std::string>> inOrder;
     inOrder.reserve(assumptions.size());
@@ -251,10 +306,16 @@ bool FieldLog::report(std::ostream& output) const
         output << text << "0 commands; nothing was compared" << std::endl;
         return false;
     }
-    text += std::to_string(m_commands) + " commands; the replay logs ";
+    text += std::to_string(m_commands) + (m_commands == 1 ? " command" : " commands") + "; the replay logs ";
     if (difference.line == 0) {
-        output << text << "the same" << std::endl;
-        return true;
+        // Little was compared when more was passed over.
+        const bool provesLittle = unknown.count > m_comparison.agreeing();
+        output << text << "the same"
+               << (provesLittle ? " where the log is known: " + std::to_string(m_comparison.agreeing()) +
+                                      " records, while " + std::to_string(unknown.count) + " lines were passed over"
+                                : "")
+               << std::endl;
+        return !provesLittle;
     }
     const auto side = [](const std::string& record) {
         return (record.empty() ? "nothing" : shortened(quoted(record), LONGEST_SIDE)) + '\n';

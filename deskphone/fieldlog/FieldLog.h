@@ -47,7 +47,9 @@ private:
     void setAnswer(const std::string& service, Answer answer, std::size_t line);
     void noteLookUps(const Step& step);
     void changeLevel(int level, std::size_t line);
-    void assume(const std::string& what, std::size_t line);
+    void leaveOut(FieldRecord& record);
+    void tellLeftOut();
+    void assume(const std::string& what, std::size_t line, std::size_t last = 0);
     void showProgress() const;
 
     const std::string m_name;
@@ -59,6 +61,11 @@ private:
     std::deque<Words> m_told;             // the commands to play next; the last one is told by the first record
     std::vector<std::string> m_comments;  // on the next of them
     bool m_startAssumed = false;
+    bool m_beginsInside;            // an operation, and no other began yet
+    std::size_t m_unclearTo;        // the line up to which records may belong to an operation that is not known
+    std::size_t m_agreesTo = 0;     // the last line that the replay has logged
+    std::size_t m_leftOutFrom = 0;  // the lines left out last; 0: none
+    std::size_t m_leftOutTo = 0;
     std::string m_knownMachine;               // a line that has a machine
     std::map<std::string, Answer> m_answers;  // to look-ups; PRESENT where none is set
     std::set<std::string> m_lookedUp;         // the services that the plug-in has found

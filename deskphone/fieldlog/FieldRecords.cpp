@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <map>
 #include <optional>
 #include <system_error>
@@ -19,9 +20,11 @@ constexpr std::size_t AT_ONCE = std::size_t{1} << 16U;
 
 constexpr std::size_t LONGEST_GAP = 128;    // between a component's name and its text
 constexpr std::size_t LENGTH_OF_SHAPE = 8;  // of the beginnings that are compared
+constexpr std::size_t MOST_ENDS = 64;       // that are told apart
 constexpr std::size_t MOST_MIXED = 16;      // records that may stand between the lines of one
 
 constexpr std::size_t NOWHERE = std::string_view::npos;
+constexpr char QUOTE = '\x01';
 
 bool isOfWord(char c)
 {
@@ -46,6 +49,7 @@ const Texts& textsByComponent()
 struct Found {
     const LogText* text;
     std::size_t begin;
+    std::size_t component = 0;  // where its name begins
 };
 
 /// The text of the component behind its name, which ends at `from`.
@@ -73,8 +77,11 @@ std::optional<Found> findText(const std::vector<const LogText*>& texts, std::str
         // It begins with any tag: behind what separates texts in many logs, else with the last word.
         const std::size_t behindTag = text->format == UNKNOWN_TAG ? line.find(UNKNOWN_TAG.substr(2), from) : NOWHERE;
         if (behindTag != NOWHERE) {
+            const std::size_t quote = line.rfind(QUOTE, behindTag);
             const std::size_t separator = line.find(": ", from);
-            return Found{text, separator < behindTag ? separator + 2 : line.rfind(' ', behindTag - 1) + 1};
+            return Found{text, quote != NOWHERE        ? quote + 1
+                               : separator < behindTag ? separator + 2
+                                                       : line.rfind(' ', behindTag - 1) + 1};
         }
     }
     return std::nullopt;
@@ -97,11 +104,16 @@ std::optional<Found> findRecord(std::string_view line, bool& named)
             named = true;
             if (const std::optional<Found> found = findText(texts, line, end)) {
                 first = found;
-                place = at;
+                first->component = place = at;
             }
         }
     }
     return first;
+}
+
+std::string_view firstLine(std::string_view text)
+{
+    return text.substr(0, text.find('\n'));
 }
 
 char kindOf(char c)
@@ -118,9 +130,109 @@ bool beginAlike(std::string_view one, std::string_view other)
                       [](char a, char b) { return kindOf(a) == kindOf(b); });
 }
 
+/// Passes over what is like another text: equal, but for words with a digit in them. Null when it is not.
+template <typename Place>
+std::optional<Place> passAlike(Place at, Place end, Place other, Place otherEnd)
+{
+    const auto endOfWord = [](Place from, Place to) { return std::find_if_not(from, to, isOfWord); };
+    const auto hasDigit = [](Place from, Place to) {
+        return std::any_of(from, to, [](char c) { return kindOf(c) == '0'; });
+    };
+    while (other != otherEnd) {
+        if (at == end) {
+            return std::nullopt;
+        }
+        const Place word = endOfWord(at, end);
+        const Place otherWord = endOfWord(other, otherEnd);
+        if (word == at || otherWord == other) {
+            if (*at++ != *other++) {
+                return std::nullopt;
+            }
+        } else if ((hasDigit(at, word) && hasDigit(other, otherWord)) || std::equal(at, word, other, otherWord)) {
+            at = word;
+            other = otherWord;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return at;
+}
+
+bool isJson(const std::string& line)
+{
+    return line.size() > 1 && line.front() == '{' && line.back() == '}';
+}
+
+/// The line without colours and without the escapes of syslog or of JSON, in which each string stands between QUOTEs.
+std::string unescaped(const std::string& line)
+{
+    const bool json = isJson(line);
+    if (!json && line.find('\x1b') == NOWHERE && line.find("#01") == NOWHERE) {
+        return line;
+    }
+    static constexpr std::string_view names = "nrtbf";
+    static constexpr std::string_view controls = "\n\r\t\b\f";
+    std::string text;
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        const std::string_view rest = std::string_view(line).substr(at);
+        if (json && rest.front() == '\\' && rest.size() > 1) {
+            const std::size_t name = names.find(rest[1]);
+            text += name == NOWHERE ? rest[1] : controls[name];
+            ++at;
+        } else if (json && rest.front() == '"') {
+            text += QUOTE;
+        } else if (rest.substr(0, 4) == "#011" || rest.substr(0, 4) == "#012") {
+            text += rest[3] == '1' ? '\t' : '\n';
+            at += 3;
+        } else if (rest.substr(0, 2) == "\x1b[" && rest.find('m') != NOWHERE) {
+            at += rest.find('m');
+        } else {
+            text += rest.front();
+        }
+    }
+    return text;
+}
+
+/// The text with other handles of sessions.
+std::string countedFrom(int before, const std::string& text)
+{
+    std::string counted;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t digits = std::min(text.find_first_of("0123456789", at), text.size());
+        const std::size_t end = std::min(text.find_first_not_of("0123456789", digits), text.size());
+        counted.append(text, at, digits - at);
+        std::string_view name = std::string_view(text).substr(0, digits);
+        name = name.substr(0, name.find_last_not_of(" =:") + 1);
+        const auto endsIn = [name](std::string_view word) {
+            return name.size() >= word.size() && name.substr(name.size() - word.size()) == word;
+        };
+        int handle = 0;
+        std::from_chars(text.data() + digits, text.data() + end, handle);
+        if (handle != 0 && (endsIn("recordingSessionHandle") || endsIn("(handle") || endsIn(" handle") ||
+                            endsIn("mrsID") || endsIn("mrsId") || endsIn("MediaSession requested"))) {
+            counted += std::to_string(handle - before);
+        } else {
+            counted.append(text, digits, end - digits);
+        }
+        at = end;
+    }
+    return counted;
+}
+
 }  // namespace
 
-FieldRecords::FieldRecords(const std::string& name) : m_name(name), m_file(std::fopen(name.c_str(), "re"), std::fclose)
+bool isCutLength(std::size_t length)
+{
+    for (const std::size_t limit : {std::size_t{256}, std::size_t{1024}}) {
+        if (length <= limit && length + 2 >= limit) {
+            return true;
+        }
+    }
+    return false;
+}
+
+FieldRecords::FieldRecords(const std::string& name, bool countsFromStart)
+    : m_name(name), m_file(name == "-" ? stdin : std::fopen(name.c_str(), "re"))
 {
     if (m_file == nullptr) {
         throw std::system_error(errno, std::generic_category(), name);
@@ -130,6 +242,17 @@ FieldRecords::FieldRecords(const std::string& name) : m_name(name), m_file(std::
         std::rewind(m_file.get());
     }
     read();
+    learnEnds();
+    if (countsFromStart) {
+        learnHandles();
+    }
+}
+
+void FieldRecords::CloseFile::operator()(std::FILE* file) const
+{
+    if (file != stdin) {
+        std::fclose(file);
+    }
 }
 
 double FieldRecords::partRead() const
@@ -149,7 +272,8 @@ int FieldRecords::highestLevel(std::size_t from) const
 void FieldRecords::passUsed()
 {
     while (!m_next.empty() && m_next.front().used) {
-        m_bytes -= m_next.front().lines.size();
+        m_bytes -= m_next.front().text.size();
+        m_passed = std::move(m_next.front());
         m_next.pop_front();
     }
     read();
@@ -163,7 +287,7 @@ void FieldRecords::read()
             return;
         }
         ++m_line;
-        add(std::move(line));
+        add(line);
     }
 }
 
@@ -200,36 +324,146 @@ bool FieldRecords::readLine(std::string& line)
     return true;
 }
 
-void FieldRecords::add(std::string&& line)
+void FieldRecords::add(const std::string& line)
 {
     bool named = false;
-    if (const std::optional<Found> found = findRecord(line, named)) {
-        m_bytes += line.size();
-        m_next.push_back({m_line, found->text, std::move(line), found->begin});
-        return;
-    }
-    if (!m_next.empty() && (m_next.back().begin == 0 || !beginAlike(line, m_next.back().lines))) {
-        continueRecord(line);
-    } else if (named) {
-        m_firstUnknown = ++m_unknown == 1 ? m_line : m_firstUnknown;
+    const std::string plain = unescaped(line);
+    if (const std::optional<Found> found = findRecord(plain, named)) {
+        m_countsFromThere = m_countsFromThere && found->text->format != "init()";
+        std::string_view text = std::string_view(plain).substr(found->begin);
+        text = text.substr(0, isJson(line) ? text.find(QUOTE) : NOWHERE);
+        m_next.push_back({m_line, found->text, cleaned(text), plain.substr(0, found->component), line.size(),
+                          isCutLength(line.size())});
+        m_bytes += m_next.back().text.size();
+    } else if (const bool bare = named && (m_next.empty() || m_next.back().beginning.empty());
+               (bare || m_next.empty() || !continueRecord(plain)) && named) {
+        m_unknown.first = ++m_unknown.count == 1 ? m_line : m_unknown.first;
     }
 }
 
-void FieldRecords::continueRecord(const std::string& line)
+/// False when it is no line of a record.
+bool FieldRecords::continueRecord(const std::string& line)
 {
     auto record = m_next.rbegin();
-    if (line.compare(0, LIST_ENTRY.size(), LIST_ENTRY) == 0) {
+    std::string_view text = line;
+    if (const std::size_t entry = line.find(LIST_ENTRY); entry != std::string::npos) {
         // Records of other threads may have come in between.
         const auto farthest = record + static_cast<std::ptrdiff_t>(std::min(m_next.size(), MOST_MIXED));
         record = std::find_if(record, farthest, [](const FieldRecord& before) { return before.is(MACHINE_LIST); });
+        text.remove_prefix(entry);
         if (record == farthest) {
-            return;
+            return false;
+        }
+        if (record->text.find(text.substr(0, text.find("]=="))) != std::string::npos) {
+            return false;  // no line stands in a list twice
+        }
+    } else if (const std::string_view beginning = record->beginning;
+               !beginning.empty() && beginAlike(line, record->beginning + std::string(record->kind->component))) {
+        const std::size_t separator = beginning.rfind(": ");
+        const std::string_view common = beginning.substr(0, separator == NOWHERE ? 0 : separator + 2);
+        const auto behind = passAlike(text.begin(), text.end(), common.begin(), common.end());
+        if (common.empty() || !behind) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(*behind - text.begin()));
+    }
+    if (record->text.size() < MOST_BYTES) {
+        record->text.append("\n").append(cleaned(text));
+        record->length += line.size() + 1;
+        record->cut = record->cut || isCutLength(line.size());
+        m_bytes += text.size() + 1;
+    }
+    return true;
+}
+
+/// Learns what stands behind the texts from those of which the end is known, the same at least twice.
+void FieldRecords::learnEnds()
+{
+    std::map<std::string, std::size_t> ends;
+    for (const FieldRecord& record : m_next) {
+        std::vector<std::string> places;
+        const std::string format = std::string(record.kind->format) + "%s";
+        if (format.find("%s") + 2 < format.size() || format.find("%p") != NOWHERE ||
+            !readPlaces(format, firstLine(record.text), places)) {
+            continue;
+        }
+        const std::string& end = places.back();
+        const auto isLike = [&end](const auto& known) {
+            const auto behind = passAlike(end.begin(), end.end(), known.first.begin(), known.first.end());
+            return behind && *behind == end.end();
+        };
+        const auto known = std::find_if(ends.begin(), ends.end(), isLike);
+        if (known != ends.end()) {
+            ++known->second;
+        } else if (!end.empty() && !isOfWord(end.front()) && ends.size() < MOST_ENDS) {
+            ends.emplace(end, 1);
         }
     }
-    if (record->lines.size() < MOST_BYTES) {
-        record->lines.append("\n").append(line);
-        m_bytes += line.size() + 1;
+    for (const auto& [end, count] : ends) {
+        if (count > 1) {
+            m_ends.push_back(end);
+        }
     }
+    std::sort(m_ends.begin(), m_ends.end(),
+              [](const std::string& one, const std::string& other) { return one.size() > other.size(); });
+    if (!m_ends.empty()) {
+        for (FieldRecord& record : m_next) {
+            record.text = cleaned(record.text);
+        }
+    }
+}
+
+/// Lines of a text without what stands behind them in this log, and with handles that count from its start.
+std::string FieldRecords::cleaned(std::string_view text) const
+{
+    std::string lines;
+    while (!m_ends.empty() && !text.empty()) {
+        std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(line.size());
+        for (const std::string& end : m_ends) {
+            if (const auto before = passAlike(line.rbegin(), line.rend(), std::string_view(end).rbegin(),
+                                              std::string_view(end).rend())) {
+                line = line.substr(0, static_cast<std::size_t>(line.rend() - *before));
+                break;
+            }
+        }
+        lines.append(line).append(text.substr(0, 1));
+        text.remove_prefix(std::min<std::size_t>(text.size(), 1));
+    }
+    lines.append(text);
+    return m_countsFromThere ? countedFrom(m_handlesBefore, lines) : lines;
+}
+
+/// The first session of a log that begins late tells how many there were before.
+void FieldRecords::learnHandles()
+{
+    const auto first = std::find_if(m_next.begin(), m_next.end(), [](const FieldRecord& record) {
+        return record.is("init()") || record.is("createSession(): created session handle %i");
+    });
+    std::vector<std::string> places;
+    if (first == m_next.end() || !readPlaces(first->kind->format, first->text, places) || places.empty()) {
+        return;
+    }
+    std::from_chars(places[0].data(), places[0].data() + places[0].size(), m_handlesBefore);
+    m_handlesBefore = std::max(m_handlesBefore - 1, 0);
+    m_countsFromThere = m_handlesBefore > 0;
+    for (FieldRecord& record : m_next) {
+        m_countsFromThere = m_countsFromThere && !record.is("init()");
+        record.text = m_countsFromThere ? countedFrom(m_handlesBefore, record.text) : record.text;
+    }
+}
+
+bool FieldRecords::isDoubled() const
+{
+    const FieldRecord& first = m_next.front();
+    const std::size_t point = first.beginning.find_first_of(".,");
+    const std::size_t digits =
+        std::min(first.beginning.find_first_not_of("0123456789", point + 1), first.beginning.size());
+    const auto isSame = [&first](const FieldRecord& other) {
+        return other.used && other.kind == first.kind && other.beginning == first.beginning &&
+               firstLine(other.text) == firstLine(first.text);
+    };
+    return point != NOWHERE && digits - point > 6 && (isSame(m_passed) || (m_next.size() > 1 && isSame(m_next[1])));
 }
 
 }  // namespace deskphone

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fieldlog/LogTexts.h"
 
@@ -12,28 +13,38 @@ namespace deskphone {
 
 /// A record of the plug-in in a telephone's log.
 struct FieldRecord {
-    std::size_t line;     // where it begins, counted from 1
-    const LogText* kind;  // what it was recognised by
-    std::string lines;    // its line, and those behind it that may belong to it
-    std::size_t begin;    // where the text begins in them
-    bool used = false;    // the replay has accounted for it
+    std::size_t line;       // where it begins, counted from 1
+    const LogText* kind;    // what it was recognised by
+    std::string text;       // with the lines behind it that may belong to it
+    std::string beginning;  // of its line, up to the component
+    std::size_t length;     // of what the log has of it
+    bool cut;               // one of its lines is as long as a line can be in many logs
 
-    std::string_view text() const { return std::string_view(lines).substr(begin); }
+    /// The replay has accounted for it: its thread has the record that follows before this line, and passed over others
+    /// from that line on to come to it; 0: none.
+    bool used = false;
+    std::size_t before = 0;
+    std::size_t passedFrom = 0;
+
     bool is(std::string_view format) const { return kind->format == format; }
 };
 
 using NextRecords = std::deque<FieldRecord>;
+
+/// Whether it has just the length at which logs cut a line or a text.
+bool isCutLength(std::size_t length);
 
 /// The plug-in's records in a telephone's log, in order: those that are next, so that a log of any size can be read.
 /// The lines of others are passed over.
 ///
 /// A line is one of the plug-in if it names a component and a text of this component follows, whatever stands around
 /// them. A line that is none is taken for a further line of the record before it, unless it begins as records do in
-/// this log (with a time, say).
+/// this log (with a time, say); if every line begins so, what stands behind that beginning is.
 class FieldRecords {
 public:
+    /// "-" is the standard input. `countsFromStart` makes handles of sessions begin at 1, wherever the log begins.
     /// Throws std::system_error, with the name, when the log cannot be read.
-    explicit FieldRecords(const std::string& name);
+    FieldRecords(const std::string& name, bool countsFromStart);
 
     /// The next records, used ones among them; the first one is not. Empty at the log's end.
     const NextRecords& next() const { return m_next; }
@@ -48,28 +59,47 @@ public:
     std::size_t linesRead() const { return m_line; }
     double partRead() const;
 
-    /// Lines that name a component and hold no text of it: how many there are, and where the first one is.
-    std::size_t numberOfUnknown() const { return m_unknown; }
-    std::size_t firstUnknown() const { return m_firstUnknown; }
+    /// Lines of a kind: how many there are, and where the first one is.
+    struct Lines {
+        std::size_t count = 0;
+        std::size_t first = 0;
+    };
+    /// Lines that name a component and hold no text of it.
+    const Lines& unknown() const { return m_unknown; }
+    /// Whether the first record stands there twice, with the same time to the microsecond, and the other one is used.
+    bool isDoubled() const;
+    /// How much higher the log counts the sessions than a service that has just started, up to the first start of the
+    /// service in it. The records tell the handles less this number.
+    int handlesBefore() const { return m_handlesBefore; }
 
 private:
+    struct CloseFile {
+        void operator()(std::FILE* file) const;
+    };
+
     void read();
     bool readLine(std::string& line);
-    void add(std::string&& line);
-    void continueRecord(const std::string& line);
+    void add(const std::string& line);
+    bool continueRecord(const std::string& line);
+    void learnEnds();
+    std::string cleaned(std::string_view text) const;
+    void learnHandles();
 
     const std::string m_name;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_file;
+    const std::unique_ptr<std::FILE, CloseFile> m_file;
     NextRecords m_next;
-    std::size_t m_bytes = 0;  // in m_next
-    std::string m_buffer;     // what was read of the file and not yet taken
-    std::size_t m_taken = 0;  // of the buffer
+    FieldRecord m_passed{};           // the last one
+    std::vector<std::string> m_ends;  // what stands behind the texts in this log
+    int m_handlesBefore = 0;
+    bool m_countsFromThere = false;  // the handles still do
+    std::size_t m_bytes = 0;         // in m_next
+    std::string m_buffer;            // what was read of the file and not yet taken
+    std::size_t m_taken = 0;         // of the buffer
     double m_read = 0;
     double m_size = 0;
     std::size_t m_line = 0;
     bool m_allRead = false;
-    std::size_t m_unknown = 0;
-    std::size_t m_firstUnknown = 0;
+    Lines m_unknown;
 };
 
 }  // namespace deskphone

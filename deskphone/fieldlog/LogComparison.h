@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "fieldlog/FieldRecords.h"
 #include "telephone/Step.h"
@@ -17,29 +19,37 @@ public:
         std::string replay;
     };
 
+    /// What came of a command.
+    struct Compared {
+        int level;                // up to which the log goes from here on: lower if it has no more records of the last
+        std::size_t end = 0;      // the last line that agrees
+        std::size_t missing = 0;  // the line where the log lacks records of the replay; 0: it does not
+        bool differs = false;     // beyond that
+    };
+
     /// Uses the records that the replay, up to this level, logs too; those of operations that ran at the same time may
-    /// stand between them. Returns the level, a lower one where the log has no more records of this one.
-    int compare(const KeptLog& log, FieldRecords& records, int level);
-    /// The replay has nothing for this record, which is used then.
-    void leaveOut(FieldRecord& record);
+    /// stand between them.
+    Compared compare(const KeptLog& log, FieldRecords& records, int level);
+    /// The replay has nothing for this record.
+    void leaveOut(const FieldRecord& record);
 
     /// The first one in the log.
     const Difference& firstDifference() const { return m_first; }
-    /// Records that were cut by the length that a log has for a line: how many were taken for the replay's, and where
-    /// the first one is.
-    std::size_t numberOfCut() const { return m_cut; }
-    std::size_t firstCut() const { return m_firstCut; }
+    /// How many records agree.
+    std::size_t agreeing() const { return m_agreeing; }
+    /// Records that were cut by the length that a log has for a line, and taken for the replay's.
+    const FieldRecords::Lines& cut() const { return m_cut; }
     /// The log ends before what the last commands log does.
     bool endsEarly() const { return m_endsEarly; }
 
 private:
-    bool matches(const LogLine& expected, const FieldRecord& record) const;
-    void use(FieldRecord& record, const LogLine& expected);
+    class Thread;
+
     void note(std::size_t line, std::string field, std::string replay);
 
     Difference m_first;
-    std::size_t m_cut = 0;
-    std::size_t m_firstCut = 0;
+    std::size_t m_agreeing = 0;
+    FieldRecords::Lines m_cut;
     bool m_endsEarly = false;
 };
 

@@ -6,12 +6,11 @@
 
 namespace deskphone {
 
-/// A text that the plug-in logs, with the command that it tells of.
+/// A text that the plug-in logs.
 struct LogText {
     std::string_view component;
     int level;
-    std::string_view format;        // as for printf(): with %d and %i, %p, and %s, which is any bytes
-    const char* command = nullptr;  // its words are what stands in the places of the format; null: none by itself
+    std::string_view format;  // as for printf(): with %d and %i, %p, and %s, which is any bytes
 };
 
 /// The list of the lines' machines, and how its lines begin.
@@ -21,7 +20,7 @@ constexpr std::string_view LIST_ENTRY = "\tstateMachines[";
 /// The one text that begins with a place.
 constexpr std::string_view UNKNOWN_TAG = "%s is not available from this service.";
 
-/// All texts of the plug-in, those of a component together. Left out are the texts of exceptions, which are anybody's.
+/// All texts of the plug-in but those of exceptions, which are anybody's.
 const std::vector<LogText>& logTexts();
 
 /// The bytes that a text has in front of the format's first place.

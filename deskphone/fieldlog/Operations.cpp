@@ -10,9 +10,13 @@ namespace {
 constexpr std::string_view LAMP_SET = "updateCallRecordingFPKLamp() recordingOn = %s";
 constexpr std::string_view MODE_CHANGED = "setCallRecMode(): mode = %s";
 constexpr std::string_view MODE_HANDED_ON = "setCallRecMode()";
+constexpr std::string_view VALUES_READ = "getData( ManageableData& manageableData )";
+constexpr std::string_view VALUES_WRITTEN = "setData( ManageableData& manageableData ):";
 constexpr std::string_view VALUE_READ = "getData : %s=%s";
 constexpr std::string_view VALUE_WRITTEN = "setData : %s=%s";
 constexpr std::string_view ITEM_WRITTEN = "setDataItem:(item=%s, value=%s)";
+
+constexpr std::string_view MESSAGE = "handleMessage: %s\n";
 
 constexpr const char* LAMP_ASSUMED =
     "the key lamp is updated, the log does not tell why; played as dataChangedEvent mobility-user-data-update";
@@ -39,7 +43,7 @@ constexpr std::array<Item, 7> items{{
 /// The places of the record's text. A line behind it may be another's: then fewer lines have the format's form.
 bool placesOf(const FieldRecord& record, std::string_view format, Words& places)
 {
-    for (std::string_view text = record.text();;) {
+    for (std::string_view text = record.text;;) {
         places.clear();
         if (readPlaces(format, text, places)) {
             return true;
@@ -50,6 +54,45 @@ bool placesOf(const FieldRecord& record, std::string_view format, Words& places)
         }
         text = text.substr(0, end);
     }
+}
+
+/// The command by whose name the record's text goes, with its words in the places; empty: none.
+std::string_view commandNamed(const FieldRecord& record)
+{
+    static constexpr std::array<std::string_view, 20> names{"LMSCreateSession",
+                                                            "LMSDestroySession",
+                                                            "LMSEventAttached",
+                                                            "LMSEventStreaming",
+                                                            "LMSEventNotStreaming",
+                                                            "LMSEventErrorStatus",
+                                                            "activateRecording",
+                                                            "deactivateRecording",
+                                                            "setLineStatus",
+                                                            "setOriginatingLine",
+                                                            "featureKeyDefinitionChanged",
+                                                            "getCallRecordingOn",
+                                                            "getCallRecordingActivated",
+                                                            "getCallRecordingAutostarts",
+                                                            "getCallRecordingUserControllable",
+                                                            "getRecordingStateMachineCreateNewIfNeeded",
+                                                            "getRecordingActivation",
+                                                            "setRecordingActivation",
+                                                            "eventRecordingStarted",
+                                                            "eventRecordingStopped"};
+    const std::string_view format = record.kind->format;
+    if (record.kind->level != LOG_LEVEL_TRACE || format.find("(): ") != std::string_view::npos) {
+        return {};
+    }
+    const std::string_view name = format.substr(0, format.find('('));
+    const bool isKnown = std::find(names.begin(), names.end(), name) != names.end();
+    return isKnown || format == "resynchronizeDataSets()" ? name : std::string_view();
+}
+
+/// The first thing that a service does that is made.
+bool looksUpManagement(const FieldRecord& record)
+{
+    return record.kind->component == "MediaRecordingHelper" &&
+           record.kind->format.find("LocalMgmtIfc") != std::string_view::npos;
 }
 
 /// The next unused record of the component, null when there is none.
@@ -98,7 +141,7 @@ Words tagAndValue(const std::string& text, const std::string& unknown)
 /// What stands behind the format's literal beginning.
 std::string behind(std::string_view beginning, const FieldRecord& record)
 {
-    return std::string(record.text().substr(beginning.size()));
+    return record.text.substr(beginning.size());
 }
 
 Told readTags(const NextRecords& records)
@@ -112,7 +155,7 @@ Told readTags(const NextRecords& records)
             unknown = places[0];
         } else if (record->is(VALUE_READ) && placesOf(*record, VALUE_READ, places)) {
             told.command.push_back(tagAndValue(behind("getData : ", *record), unknown)[0]);
-        } else {
+        } else if (record->is(VALUES_READ) || record->is(VALUES_WRITTEN)) {
             break;
         }
     }
@@ -139,7 +182,7 @@ Told writeTags(const NextRecords& records)
             }
             told.command.insert(told.command.end(), words.begin(), words.end());
         } else if (record->is(records.front().kind->format) || record->is("setData:  one or more operations failed") ||
-                   record->text().substr(0, 3) == "get" || record->text().substr(0, 5) == "event") {
+                   record->text.substr(0, 3) == "get" || record->text.substr(0, 5) == "event") {
             break;
         }
     }
@@ -195,13 +238,12 @@ bool setsLampNext(const NextRecords& records)
 
 }  // namespace
 
-Told commandAt(const NextRecords& records)
+Told commandAt(const NextRecords& records, int level)
 {
     const FieldRecord& first = records.front();
     Words places;
     const auto has = [&](std::string_view format) { return first.is(format) && placesOf(first, format, places); };
-    if (first.is("init()") || (first.kind->component == "MediaRecordingHelper" &&
-                               first.kind->format.find("LocalMgmtIfc") != std::string_view::npos)) {
+    if (first.is("init()") || looksUpManagement(first)) {
         return start(records);
     }
     if (has("getDataItem:(item=%s)")) {
@@ -210,21 +252,22 @@ Told commandAt(const NextRecords& records)
     if (has(ITEM_WRITTEN)) {
         return writeItem(places);
     }
-    if (first.is("getData( ManageableData& manageableData )")) {
+    if (first.is(VALUES_READ)) {
         return readTags(records);
     }
-    if (first.is("setData( ManageableData& manageableData ):")) {
+    if (first.is(VALUES_WRITTEN)) {
         return writeTags(records);
     }
     if (has(MODE_CHANGED)) {
         // What stands below it is another's: no mode has several lines.
         return changeMode(records, places[0].substr(0, places[0].find('\n')));
     }
-    if (has("handleMessage: %s\n") || has("handleMessage: %s")) {
-        return sendMessage(records, places[0]);
+    if (first.is(MESSAGE)) {
+        // The empty line behind it may be lost.
+        return sendMessage(records, has(MESSAGE) ? places[0] : behind(beginningOf(*first.kind), first));
     }
     if (first.is("updateCallRecordingFPKLamp()") ||
-        (first.is("getCallRecordingOn(line = %s)") && setsLampNext(records))) {
+        (level < LOG_LEVEL_DETAIL && first.is("getCallRecordingOn(line = %s)") && setsLampNext(records))) {
         return {{"dataChangedEvent", "mobility-user-data-update", ""}, LAMP_ASSUMED};
     }
     if (first.is("getSession(handle=%i)") || first.is(MACHINE_LIST)) {
@@ -233,21 +276,27 @@ Told commandAt(const NextRecords& records)
     if (first.is("MediaRecordingService is not initialized")) {
         return {{"getRecordingMode"}, "a value is read or set without a store; played as getRecordingMode"};
     }
-    for (const LogText& text : logTexts()) {
-        if (text.command != nullptr && text.component == first.kind->component &&
-            placesOf(first, text.format, places)) {
-            places.insert(places.begin(), text.command);
-            return {places};
-        }
+    if (const std::string_view command = commandNamed(first); !command.empty() && has(first.kind->format)) {
+        places.insert(places.begin(), std::string(command));
+        return {places};
     }
     return {};
 }
 
 bool beginsFromOutside(const FieldRecord& record)
 {
-    const char* const command = record.kind->command;
-    const std::string_view name = command == nullptr ? "" : command;
+    const std::string_view name = commandNamed(record);
     return name.substr(0, 3) == "LMS" || name == "setLineStatus" || name == "setOriginatingLine" || record.is("init()");
+}
+
+bool beginsForSure(const FieldRecord& record)
+{
+    const std::string_view name = commandNamed(record);
+    return beginsFromOutside(record) || name == "activateRecording" || name == "deactivateRecording" ||
+           name == "featureKeyDefinitionChanged" || record.is(MODE_CHANGED) || record.is(MESSAGE) ||
+           record.is(VALUES_READ) || record.is(VALUES_WRITTEN) ||
+           (record.is(ITEM_WRITTEN) && record.text.find("Config, value=") != std::string::npos) ||
+           looksUpManagement(record);
 }
 
 }  // namespace deskphone

@@ -13,11 +13,15 @@ struct Told {
     const char* assumed = nullptr;  // null: nothing
 };
 
-/// The command that the first of the records begins. Called when all that earlier commands log is used: what it
-/// traces is then nothing that another operation does.
-Told commandAt(const NextRecords& records);
+/// The command that the first of the records, which go up to this level, begins. Called when all that earlier commands
+/// log is used: what it traces is then nothing that another operation does.
+Told commandAt(const NextRecords& records, int level);
 
 /// Whether an operation began here that nothing but the telephone can have called.
 bool beginsFromOutside(const FieldRecord& record);
+
+/// Whether the record tells of a command wherever it stands: no other operation traces it, or none whose beginning the
+/// log has, and then the command alone has the same effect.
+bool beginsForSure(const FieldRecord& record);
 
 }  // namespace deskphone
