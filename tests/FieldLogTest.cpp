@@ -64,6 +64,8 @@ TEST(SavedScenario, NeverReplacesWhatIsPlayed)
         EXPECT_THAT(run.errors, HasSubstr(option + " would overwrite " + scenario.name()));
         EXPECT_EQ(scenario.content(), "log 0\n");
     }
+    EXPECT_THAT(deskphone("--save " + scenario.name() + " --log-file " + scenario.name(), "reset\n").errors,
+                HasSubstr("--log-file would overwrite " + scenario.name() + ", which is written"));
 }
 
 /// Scenarios of everything that a log tells.
@@ -252,8 +254,17 @@ TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
     const std::size_t list = two.find("\tstateMachines", event);
     // The query comes between the lines of a record, and within the event.
     const std::string mixed = two.substr(0, list) + two.substr(query) + two.substr(list, query - list);
-    const Played replay = replayOf(mixed);
-    EXPECT_EQ(replay.errors, "4" + std::string(SAME));
+    EXPECT_EQ(replayOf(mixed).errors, "4" + std::string(SAME));
+    // A query goes on while the event asks the same, and ends behind it.
+    const std::string crossing = logOf("start\ngetCallRecordingOn a\nLMSDestroySession 1\ngetRecordingMode\n", 6);
+    const std::size_t read = crossing.find("getRecordingActivation");
+    const std::size_t rest = crossing.rfind('\n', read) + 1;
+    const std::size_t events = crossing.rfind('\n', crossing.find("LMSDestroySession(")) + 1;
+    const std::size_t last = crossing.rfind('\n', crossing.size() - 2) + 1;
+    EXPECT_EQ(replayOf(crossing.substr(0, rest) + crossing.substr(events, last - events) +
+                       crossing.substr(rest, events - rest) + crossing.substr(last))
+                  .errors,
+              "4" + std::string(SAME));
 }
 
 TEST(FieldLog, TellsTheFirstRecordThatDiffers)
@@ -292,6 +303,23 @@ TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
     EXPECT_THAT(
         replayOf(std::regex_replace(log, std::regex("(20.*dump.*\n.*\n\\tstateMachines.{50}).*\n"), "$1\n")).errors,
         ::testing::Not(HasSubstr(SAME)));
+    const std::string late =
+        logOf("start\nLMSCreateSession a 7\nLMSDestroySession 1\nLMSCreateSession a 8\nLMSEventAttached 2 3 8\n", 6);
+    const Played counted = replayOf(late.substr(late.find("\n", late.find("LMSDestroySession(")) + 1), " --save -");
+    EXPECT_THAT(counted.errors,
+                HasSubstr("LOG:1: the log begins inside an operation: passed over up to where one begins\n"));
+    EXPECT_THAT(counted.errors, HasSubstr("LOG:1: sessions are counted from 1: the log's handles have 1 more\n"));
+    EXPECT_THAT(counted.output, HasSubstr("start\nLMSCreateSession a 8\n"));
+    EXPECT_THAT(counted.output, EndsWith("\nLMSEventAttached 1 3 8\n"));
+    const std::regex beginning("20.*LMSCreateSession.lineURI=a, callID=8.\n");
+    const Played hole = replayOf(std::regex_replace(late, beginning, ""), " --save -");
+    EXPECT_EQ(hole.errors,
+              "LOG:59: no record tells what begins here: passed over up to where it is clear (1 more)\n"
+              "4 commands; the replay logs something else, first at LOG:59\n"
+              "  the log:    \"RecordingSessionController: createSession()\"\n  the replay: nothing\n");
+    EXPECT_THAT(hole.output,
+                MatchesRegex("start\nLMSCreateSession a 7\nLMSDestroySession 1\n# lines 59 to 8[0-9] of the "
+                             "log: no record.*\nLMSEventAttached 2 3 8\n# lines .*\n"));
     EXPECT_THAT(replayOf(logOf("missing LocalMgmtIfc\nstart\n", 3)).errors,
                 HasSubstr("LOG:1: no record tells what the plug-in was given: that takes level 5, better 6\n"));
     const std::regex beyond("(\n20[^\n]{254})[^\n]+");
