@@ -143,31 +143,63 @@ void compare(const Part& expected, const Part& printed, Report& report)
     }
 }
 
-/// Tells of neighbouring steps that differ: those of the same command are taken for the same.
-void compare(const std::vector<const Part*>& expected, const std::vector<const Part*>& printed, Report& report)
+std::string_view commandOf(const Part& part)
 {
-    const auto headings = [](const std::vector<const Part*>& parts) {
-        Keys keys;
+    return withoutNumber(part.lines.front());
+}
+
+/// The beginning of the command, with its name.
+std::string_view nameOf(const Part& part)
+{
+    static constexpr std::string_view quote = "\"";
+    const std::string_view command = commandOf(part);
+    const bool json = part.lines.front().front() == '{';
+    return command.substr(0, json ? command.find(quote, JSON_COMMAND.size() + 2) : command.find(' ', 1));
+}
+
+using Parts = std::vector<const Part*>;
+
+/// Tells of neighbouring steps that differ: those of the same command are taken for the same, then those of the same
+/// name.
+void compare(const Parts& expected, const Parts& printed, Report& report,
+             std::string_view (*keyOf)(const Part&) = commandOf)
+{
+    const auto keys = [keyOf](const Parts& parts) {
+        Keys all;
         for (const Part* const part : parts) {
-            keys.push_back(withoutNumber(part->lines.front()));
+            all.push_back(keyOf(*part));
         }
-        return keys;
+        return all;
     };
-    for (const Aligned& step : align(headings(expected), headings(printed))) {
-        if (step.right == NOWHERE) {
-            report.addHeading("a step is missing");
-            for (const std::string_view line : expected[step.left]->lines) {
-                report.addExpected(line);
-            }
-        } else if (step.left == NOWHERE) {
-            report.addHeading("a step is new");
-            for (const std::string_view line : printed[step.right]->lines) {
-                report.addPrinted(line);
-            }
+    Parts missing;
+    Parts added;
+    const auto tell = [&] {
+        if (keyOf == commandOf) {
+            compare(missing, added, report, nameOf);
         } else {
+            for (const Part* const part : missing) {
+                report.addHeading("a step is missing");
+                std::for_each(part->lines.begin(), part->lines.end(), [&](auto line) { report.addExpected(line); });
+            }
+            for (const Part* const part : added) {
+                report.addHeading("a step is new");
+                std::for_each(part->lines.begin(), part->lines.end(), [&](auto line) { report.addPrinted(line); });
+            }
+        }
+        missing.clear();
+        added.clear();
+    };
+    for (const Aligned& step : align(keys(expected), keys(printed))) {
+        if (step.right == NOWHERE) {
+            missing.push_back(expected[step.left]);
+        } else if (step.left == NOWHERE) {
+            added.push_back(printed[step.right]);
+        } else {
+            tell();
             compare(*expected[step.left], *printed[step.right], report);
         }
     }
+    tell();
 }
 
 }  // namespace
