@@ -54,7 +54,7 @@ TEST_P(ThePrompt, NamesTheWordOfAMistakeWithoutAPlaceAndGoesOn)
     EXPECT_EQ(terminal.status(), 0);
 }
 
-TEST_P(ThePrompt, DropsTheLineOnCtrlCAndEndsOnCtrlD)
+TEST_P(ThePrompt, DropsTheLineOrTheFileOnCtrlCAndEndsOnCtrlD)
 {
     terminal.until(PROMPT);
     terminal.type("log 7");
@@ -62,6 +62,18 @@ TEST_P(ThePrompt, DropsTheLineOnCtrlCAndEndsOnCtrlD)
     terminal.type("\x03");
     terminal.until(PROMPT);
     EXPECT_THAT(terminal.answerTo("log 1"), HasSubstr("1 log 1\r\n"));
+    const TemporaryFile endless([] {
+        std::string lines;
+        for (int line = 0; line < 200000; ++line) {
+            lines += "log 3\n";
+        }
+        return lines;
+    }());
+    terminal.type("play " + endless.name() + '\n');
+    terminal.until("2 log 3");
+    terminal.type("\x03");
+    terminal.until("play: stopped");
+    terminal.until(PROMPT);
     terminal.type("\x04");
     EXPECT_EQ(terminal.status(), 0);
 }

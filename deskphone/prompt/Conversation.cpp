@@ -1,6 +1,7 @@
 #include "prompt/Conversation.h"
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <iterator>
 #include <system_error>
@@ -35,7 +36,7 @@ constexpr OwnWord ownWords[]{
     {"play", "play FILE", OwnWord::FILE, "plays a scenario"},
     {"save", "save FILE", OwnWord::FILE, "writes what was played so far as a scenario"},
     {"exit", "exit", OwnWord::NONE, "leaves; so do quit and Ctrl-D"},
-    {"quit", "quit", OwnWord::NONE, "leaves"},
+    {"quit", "exit", OwnWord::NONE, "leaves; so do quit and Ctrl-D"},
 };
 
 const OwnWord* findOwn(const std::string& name)
@@ -69,6 +70,37 @@ bool isCommand(const std::string& name)
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+volatile std::sig_atomic_t interrupted = 0;
+
+/// A scenario that Ctrl-C ends instead of the program.
+class StoppableFile : public ScenarioFile {
+public:
+    StoppableFile(const std::string& name, std::ostream& errors, Wait wait)
+        : ScenarioFile(name, errors, std::move(wait)), m_errors(errors)
+    {
+        interrupted = 0;
+        struct sigaction action {};
+        action.sa_handler = [](int /*signal*/) { interrupted = 1; };
+        action.sa_flags = SA_RESTART;
+        ::sigaction(SIGINT, &action, &m_before);
+    }
+    ~StoppableFile() override { ::sigaction(SIGINT, &m_before, nullptr); }
+    StoppableFile(const StoppableFile&) = delete;
+    StoppableFile& operator=(const StoppableFile&) = delete;
+
+    bool next(Given& command) override
+    {
+        if (interrupted != 0) {
+            m_errors << "play: stopped" << std::endl;
+        }
+        return interrupted == 0 && ScenarioFile::next(command);
+    }
+
+private:
+    std::ostream& m_errors;
+    struct sigaction m_before {};
+};
+
 Mistake unknown(const std::string& name)
 {
     const std::string nearest = nearestOf(firstWords(), name);
@@ -82,7 +114,7 @@ void checkNumberOfWords(const OwnWord& own, const Words& words)
     if (words.size() > (own.argument == OwnWord::NONE ? 1U : 2U)) {
         throw Mistake(quoted(words[own.argument == OwnWord::NONE ? 1 : 2]) + " is one word too many" + expected);
     }
-    if (own.argument == OwnWord::FILE && words.size() < 2) {
+    if (own.argument == OwnWord::FILE && (words.size() < 2 || words[1].empty())) {
         throw Mistake(words.front() + ": FILE is missing" + expected);
     }
 }
@@ -114,10 +146,10 @@ bool Conversation::next(Given& command)
         m_greeted = true;
         m_prompt.show(GREETING);
     }
+    command = {};
     if (nextOfFile(command)) {
         return true;
     }
-    command = {};
     std::string comment;
     for (std::string line; !m_left && m_prompt.next(line);) {
         command.words = splitLine(line, &comment);
@@ -174,7 +206,7 @@ void Conversation::perform(const Words& words)
             if (m_blocks.isOpen()) {
                 throw Mistake("play: commands are given at once; expected end before it");
             }
-            m_file = std::make_unique<ScenarioFile>(words[1] == "-" ? "./-" : words[1], m_errors, m_wait);
+            m_file = std::make_unique<StoppableFile>(words[1] == "-" ? "./-" : words[1], m_errors, m_wait);
         } else if (name == "save") {
             save(words[1]);
         } else {
@@ -196,7 +228,7 @@ std::string Conversation::helpOn(const Words& words) const
     }
     std::string text = listOfCommands() + "\nThe prompt:\n";
     for (const OwnWord& word : ownWords) {
-        text += describe(word);
+        text += std::string_view(word.words).find(word.name) == 0 ? describe(word) : "";
     }
     return text;
 }

@@ -5,6 +5,7 @@
 #include <climits>
 #include <numeric>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -79,7 +80,7 @@ std::string Place::expected() const
         return lowest == INT_MIN ? "a decimal number of 32 bits"
                                  : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest);
     }
-    std::string text = choices.empty() ? "any text; usually " : "";
+    std::string text = !choices.empty() ? "" : usual.empty() ? "any text" : "any text; usually ";
     for (const Words* const words : {&choices, &usual}) {
         for (const std::string& word : *words) {
             text += (&word == &words->front() ? "" : &word == &words->back() ? " or " : ", ") + word;
@@ -249,8 +250,10 @@ std::string describeCommand(const std::string& name)
 {
     const Command& command = commandNamed(name);
     std::string text = usage(command) + "\n  " + command.purpose + '\n';
+    std::set<std::string> told;
     for (const Place& place : Pattern(command.words).places) {
-        if (findNamedPlace(place.name) != nullptr) {
+        const bool tellsItself = place.name.find('|') != std::string::npos;
+        if (!tellsItself && told.insert(place.name).second) {
             text += "  " + place.name + ": " + place.expected() + '\n';
         }
     }
