@@ -96,8 +96,10 @@ public:
             if (!fieldLog.empty()) {
                 FieldLog source(fieldLog, m_telephone);
                 play(source);
+                addLastComments();
                 return source.report(std::cerr) ? 0 : DIFFERENCE;
             }
+            addLastComments();
         } catch (const Interruption& interruption) {
             leaveNetwork();
             return INTERRUPTED + interruption.signal();
@@ -114,7 +116,11 @@ private:
     {
         for (Given command;;) {
             try {
-                if (!source.next(command)) {
+                const bool any = source.next(command);
+                command.comments.insert(command.comments.begin(), m_comments.begin(), m_comments.end());
+                m_comments.clear();
+                if (!any) {
+                    m_comments = std::move(command.comments);
                     return true;
                 }
                 if (m_calls != nullptr && &source != m_calls.get()) {
@@ -147,6 +153,13 @@ private:
         }
     }
 
+    void addLastComments()
+    {
+        for (const auto& show : m_shows) {
+            show->addComments(m_comments);
+        }
+    }
+
     void tellOfSilence()
     {
         if (!m_toldOfSilence && m_telephone.machinesAreSilent()) {
@@ -161,6 +174,7 @@ private:
     Player m_player{m_telephone};
     bool m_keepsStory = false;  // for a person, who may save it
     Story m_story;
+    std::vector<std::string> m_comments;  // that no step followed so far
     const Shows& m_shows;
     bool& m_toldOfSilence;
 };
@@ -220,7 +234,10 @@ private:
             (path.extension() == ".scenario" ? (path.parent_path() / path.stem()).string() : scenario) + ".expected";
         const bool accepts = m_options.proof == Proof::ACCEPT;
         const bool isNew = !std::filesystem::exists(file);
-        if (isNew && !accepts && std::filesystem::exists(scenario)) {
+        if (!std::filesystem::exists(scenario)) {
+            throw std::system_error(ENOENT, std::generic_category(), scenario);
+        }
+        if (isNew && !accepts) {
             throw std::runtime_error(file + " is missing; --accept writes it");
         }
         const std::string expected = isNew ? "" : readFile(file);

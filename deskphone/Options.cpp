@@ -85,18 +85,30 @@ void checkCombination(const Options& options, const std::vector<std::string>& sc
         throw std::runtime_error(
             "--explore and --random print what the orders lead to: expected --order with what shows a run");
     }
-    if (options.chart == "-" && options.form != Form::TEXT) {
-        throw std::runtime_error("--chart - is the standard output: expected no other form");
+    const bool saves = options.save == "-";
+    if ((saves || options.chart == "-") && (options.form != Form::TEXT || options.save == options.chart)) {
+        throw std::runtime_error(std::string(saves ? "--save" : "--chart") +
+                                 " - is the standard output: expected no other form");
     }
-    std::vector<std::string> played = scenarios;
-    played.push_back(options.fromLog);
+    if (options.logFile == "-") {
+        throw std::runtime_error("--log-file: expected a file to write, not -");
+    }
+    if (options.fromLog == "-" && std::find(scenarios.begin(), scenarios.end(), "-") != scenarios.end()) {
+        throw std::runtime_error("the standard input is either the log or a scenario");
+    }
+    std::vector<std::pair<std::string, std::string>> others;
+    for (const std::string& scenario : scenarios) {
+        others.emplace_back(scenario, "played");
+    }
+    others.emplace_back(options.fromLog, "played");
     for (const auto& [option, file] : {std::pair("--chart", options.chart), std::pair("--save", options.save),
                                        std::pair("--log-file", options.logFile)}) {
-        for (const std::string& source : played) {
-            if (!file.empty() && file != "-" && areSame(file, source)) {
-                throw std::runtime_error(std::string(option) + " would overwrite " + source + ", which is played");
+        for (const auto& [other, use] : others) {
+            if (!file.empty() && file != "-" && areSame(file, other)) {
+                throw std::runtime_error(std::string(option) + " would overwrite " + other + ", which is " + use);
             }
         }
+        others.emplace_back(file, "written");
     }
     if (!options.chart.empty() && (options.form == Form::COVERAGE || (scenarios.empty() && options.fromLog.empty() &&
                                                                       options.form == Form::STATE_CHART))) {

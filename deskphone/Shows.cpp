@@ -44,7 +44,7 @@ Shows showsFor(const Options& options)
             shows.push_back(std::make_unique<Chart>(options.chart));
         }
     }
-    if (options.chart != "-") {
+    if (options.chart != "-" && options.save != "-") {
         shows.push_back(showOnOutput(options));
     }
     Shows all;

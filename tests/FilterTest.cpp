@@ -95,7 +95,8 @@ TEST(Filter, TakesForAChangeWhatIsNoLongerAsItWas)
                 stepWith(MachineEvent{"", "a", "E", "S", "", ""}), lampSet(3, false), lampSet(3, true),
                 lampSet(2, true), told("mode", "x"), told("mode", "x"), told("mode", "y"), told("mode", "x"),
                 told("call-recording-active", "a;true"), told("call-recording-active", "b;true"),
-                told("call-recording-active", "a;true"), told("call-recording-active", "a;false")}),
+                told("call-recording-active", "a;true"), told("call-recording-active", "a;false"),
+                stepWith(Call{"LocalMgmtIfc.publishData", {List{List{"mode", "mode", "refused"}}}, true})}),
         "1 4 6 7 9 10 11 12 14 ");
 }
 

@@ -53,20 +53,26 @@ TEST(Show, TellsIgnoredEventsAndRefusedRequestsWhateverIsLogged)
                 HasSubstr("Note over service: refused  activateRecording#58; not in the mode #34;disabled#34;\n"));
 }
 
-TEST(Show, PutsCommentsBeforeTheirStep)
+TEST(Show, PutsCommentsBeforeTheirStepAndTheLastOnesAtTheEnd)
 {
     const std::string run = "# first,\n  #\ttwo lines\nlog 0 # silent\nreset\n# none follows\n";
     const std::string comments = "# first,\n#\ttwo lines\n# silent\n";
-    EXPECT_EQ(shown("", run), comments + "1 log 0\n2 reset\n");
+    EXPECT_EQ(shown("", run), comments + "1 log 0\n2 reset\n# none follows\n");
+    EXPECT_EQ(shown("--save -", run), comments + "log 0\nreset\n# none follows\n");
     EXPECT_THAT(shown("--ladder", run), HasSubstr("lamp\n# first,\n#\\x09two lines\n# silent\n1 log 0\n2 reset\n"));
+    EXPECT_THAT(shown("--ladder", run), ::testing::EndsWith("│\n# none follows\n"));
     EXPECT_THAT(shown("--ladder", '#' + std::string(1000, 'a') + "\nreset\n"),
                 ContainsRegex("\n#a+\n(a+\n)+1 reset\n"));
     EXPECT_THAT(shown("--json", run), Not(HasSubstr("first")));
+    const std::string refused = "refuse publish\r\nsetRecordingModeConfig manual\r\n";
+    EXPECT_THAT(shown("", refused), HasSubstr("caller      refused  LocalMgmtIfc.publishData("));
+    EXPECT_THAT(shown("--ladder", refused), HasSubstr("manual]) refused"));
 
     const TemporaryFile chart;
     shown("--chart " + chart.name(), run);
     EXPECT_THAT(chart.content(), HasSubstr("    Note over service,framework: first,<br/>two lines<br/>silent\n"
                                            "    Note over service,framework: 1 log 0\n"));
+    EXPECT_THAT(chart.content(), HasSubstr("service: reset\n    Note over service,framework: none follows\n"));
 }
 
 TEST(Show, IsPlainOnATerminalThatIsToHaveNoColours)
@@ -116,6 +122,8 @@ TEST(Filter, ShowsTheStepsThatTouchALineWithTheNumbersThatTheyHave)
     EXPECT_EQ(stepsShown("--line sip:10"), "4 5 9");
     EXPECT_EQ(stepsShown("--line sip:1 --line sip:10"), "3 4 5 6 9 10 11 12");
     EXPECT_EQ(stepsShown("--line sip:2"), "");
+    EXPECT_EQ(stepsShown("--line a", "setLineStatus a 11\ngetSelectedLine\nsetLineStatus b 11\ngetSelectedLine\n"),
+              "1 2");
     EXPECT_EQ(stepsShown("--line sip:1", "handleMessage activateRecording:5:sip:1\nactivateRecording sip:2\n"), "1");
     EXPECT_THAT(shown("--json --line sip:10", TWO_LINES), HasSubstr("\"call\":\"CSfi.attachRecSession\",\"args\":[2,"));
 }

@@ -167,7 +167,7 @@ const std::vector<Command>& commands()
         {OPERATION(Store, resynchronizeDataSets),                         "",                                    "puts the settings into force"},
 
         first("The controller",
-        {OPERATION(Controller, getSelectedLine),                          "",                                    "the line that the lamp tells about"}),
+        {OPERATION(Controller, getSelectedLine),                          "",                                    "the line that the lamp tells about", USER, SERVICE, "LINE"}),
         {OPERATION(Controller, isInCall),                                 "LINE",                                "whether a line has a recording session"},
         {OPERATION(Controller, getCallRecordingActivated),                "LINE",                                "a line's activation"},
         {OPERATION(Controller, getCallRecordingAutostarts),               "LINE",                                "whether a new session records by itself"},

@@ -68,8 +68,10 @@ bool ScenarioFile::nextLine(std::string& line)
         return false;
     }
     line.assign(buffer, static_cast<std::size_t>(length));
-    if (line.back() == '\n') {
-        line.pop_back();
+    for (const char end : {'\n', '\r'}) {
+        if (!line.empty() && line.back() == end) {
+            line.pop_back();
+        }
     }
     return true;
 }

@@ -28,6 +28,16 @@ std::string ScenarioWriter::add(const Step& step)
     return text;
 }
 
+std::string ScenarioWriter::end(const std::vector<std::string>& comments)
+{
+    std::string text = rest();
+    m_inBlock = false;
+    for (const std::string& comment : comments) {
+        text += comment + '\n';
+    }
+    return text;
+}
+
 std::string ScenarioWriter::rest() const
 {
     return m_inBlock ? std::string(Blocks::END) + '\n' : "";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "telephone/Step.h"
 
@@ -14,6 +15,8 @@ public:
     std::string add(const Step& step);
     /// What is missing from the text so far: the end of a block.
     std::string rest() const;
+    /// Adds that, and comments behind it.
+    std::string end(const std::vector<std::string>& comments);
 
 private:
     bool m_inBlock = false;

@@ -132,6 +132,14 @@ void Chart::add(const Step& step)
     }
 }
 
+void Chart::addComments(const std::vector<std::string>& comments)
+{
+    addComments(Step{m_lastStep, {}, comments});
+    if (!isOnOutput()) {
+        write();
+    }
+}
+
 void Chart::finish()
 {
     if (isOnOutput()) {

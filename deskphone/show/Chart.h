@@ -23,6 +23,7 @@ public:
     explicit Chart(const std::string& file);
 
     void add(const Step& step) override;
+    void addComments(const std::vector<std::string>& comments) override;
     void passOver(const Step& step) override { m_situation.add(step); }
     void finish() override;
     void breakOff() override { finish(); }

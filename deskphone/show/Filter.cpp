@@ -106,6 +106,10 @@ bool Filter::selects(const Step& step)
 bool Filter::touches(const Step& step) const
 {
     const Words& words = step.command;
+    const auto* const answer = std::get_if<std::string>(&step.result);
+    if (answer != nullptr && commandNamed(words.front()).result == std::string(LINE) && m_lines.count(*answer) > 0) {
+        return true;
+    }
     const std::string place = placeAfter({words.front()});
     int handle = 0;
     if (place == LINE ? m_lines.count(words[1]) > 0
@@ -176,7 +180,7 @@ bool Filter::changes(const Step& step)
 bool Filter::tellsNews(const Call& call)
 {
     bool news = false;
-    for (const Value& entry : toldBy(call)) {
+    for (const Value& entry : call.refused ? List{} : toldBy(call)) {
         std::string what = textAt(0, entry);
         std::string value = textAt(2, entry);
         if (what == "call-recording-active") {

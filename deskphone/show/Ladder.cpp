@@ -34,6 +34,13 @@ Ladder::Ladder(const Screen& screen) : m_screen(screen)
     }
 }
 
+void Ladder::addComments(const std::vector<std::string>& comments)
+{
+    for (const std::string& comment : comments) {
+        m_screen.print(acrossColumns(comment, "2"));
+    }
+}
+
 void Ladder::add(const Step& step)
 {
     std::string text;

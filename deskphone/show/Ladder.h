@@ -18,6 +18,7 @@ public:
     explicit Ladder(const Screen& screen);
 
     void add(const Step& step) override;
+    void addComments(const std::vector<std::string>& comments) override;
 
 private:
     struct Painted {

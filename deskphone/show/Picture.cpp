@@ -160,7 +160,7 @@ void Picture::add(const Step& step)
         setLamp(step.lampWasOn);
     }
     begin(step);
-    drawComments(step);
+    drawComments(step.comments);
     drawHeading(headingOf(step));
     for (const Happening& happening : happenings(step)) {
         if (m_y >= MOST_HEIGHT) {
@@ -174,6 +174,14 @@ void Picture::add(const Step& step)
     }
     m_situation.endStep(step);
     write();
+}
+
+void Picture::addComments(const std::vector<std::string>& comments)
+{
+    if (!m_full) {
+        drawComments(comments);
+        write();
+    }
 }
 
 void Picture::finish()
@@ -245,10 +253,10 @@ void Picture::drawHeader()
     m_lampFrom = m_y;
 }
 
-void Picture::drawComments(const Step& step)
+void Picture::drawComments(const std::vector<std::string>& comments)
 {
     m_y += PADDING / 2;
-    for (const std::string& comment : step.comments) {
+    for (const std::string& comment : comments) {
         drawLines(bareComment(comment), GUTTER, "comment");
     }
 }

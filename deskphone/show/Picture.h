@@ -20,6 +20,7 @@ public:
     Picture(std::string file, std::ostream& notices);
 
     void add(const Step& step) override;
+    void addComments(const std::vector<std::string>& comments) override;
     void passOver(const Step& step) override { m_situation.add(step); }
     void finish() override;
     void breakOff() override { finish(); }
@@ -29,7 +30,7 @@ private:
     bool turn(const Step& step);
     void begin(const Step& step);
     void drawHeader();
-    void drawComments(const Step& step);
+    void drawComments(const std::vector<std::string>& comments);
     void drawHeading(const std::string& text);
     void draw(const Happening& happening);
     void drawArrow(const Happening& happening);

@@ -53,7 +53,8 @@ Happening shown(const Call& call, RecordThread thread)
 {
     const std::size_t dot = call.name.find('.');
     return {Happening::ARROW, thread, RECORDING_SERVICE, partyOf(call.name.substr(0, dot)),
-            call.name.substr(dot + 1) + '(' + ToShortText().separated(call.arguments) + ')'};
+            call.name.substr(dot + 1) + '(' + ToShortText().separated(call.arguments) + ')' +
+                (call.refused ? " refused" : "")};
 }
 
 }  // namespace

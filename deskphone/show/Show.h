@@ -14,6 +14,8 @@ public:
     virtual void add(const Step& step) = 0;
     /// A step that was played but is not to be shown; its follow-ups may be.
     virtual void passOver(const Step& /*step*/) {}
+    /// Comments that no step follows, before the run's end.
+    virtual void addComments(const std::vector<std::string>& /*comments*/) {}
     /// The run has come to its end. Not called for a run that was broken off.
     virtual void finish() {}
     /// The run was broken off. What is made of each step as it comes, or of several, is to stand.

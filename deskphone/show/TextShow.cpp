@@ -48,6 +48,9 @@ struct Kind {
 
 Kind kindOf(const Call& call)
 {
+    if (call.refused) {
+        return {"refused", YELLOW, PLAIN};
+    }
     const std::optional<bool> lamp = lampSetBy(call);
     return !lamp ? Kind{"call", BOLD, PLAIN} : *lamp ? Kind{"lamp on", LAMP_LIT, PLAIN} : Kind{"lamp off", BOLD, PLAIN};
 }
@@ -114,13 +117,18 @@ std::string asText(const Call& call)
     return call.name + '(' + ToText().separated(call.arguments) + ')';
 }
 
+void TextShow::addComments(const std::vector<std::string>& comments)
+{
+    for (const std::string& comment : comments) {
+        m_screen.print(m_screen.painted(shownWhole(comment), DIM) + '\n');
+    }
+}
+
 void TextShow::add(const Step& step)
 {
-    std::string text;
-    for (const std::string& comment : step.comments) {
-        text += m_screen.painted(shownWhole(comment), DIM) + '\n';
-    }
-    text += m_screen.painted(std::to_string(step.number), DIM) + m_screen.painted(asWords(step.command), BOLD) + '\n';
+    addComments(step.comments);
+    std::string text =
+        m_screen.painted(std::to_string(step.number), DIM) + m_screen.painted(asWords(step.command), BOLD) + '\n';
     for (std::size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread) {
         for (const Record& record : step.records[thread]) {
             const Kind kind = std::visit([](const auto& any) { return kindOf(any); }, record);

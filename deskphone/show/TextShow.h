@@ -16,6 +16,7 @@ public:
     explicit TextShow(const Screen& screen) : m_screen(screen) {}
 
     void add(const Step& step) override;
+    void addComments(const std::vector<std::string>& comments) override;
 
 private:
     std::string column(const std::string& text, const std::string& colour, std::size_t width) const;

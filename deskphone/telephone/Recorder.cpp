@@ -26,14 +26,14 @@ Turn currentTurn()
 
 }  // namespace
 
-void Recorder::call(const char* name, List arguments)
+void Recorder::call(const char* name, List arguments, bool refused)
 {
     if (Follower* const follower = m_follower) {
         follower->beforeCall();
     }
     const Turn turn = currentTurn();
     const Guard guard(m_lock);
-    m_records[turn.thread].emplace_back(Call{name, std::move(arguments)});
+    m_records[turn.thread].emplace_back(Call{name, std::move(arguments), refused});
     tell(turn, m_records[turn.thread].size() - 1);
 }
 

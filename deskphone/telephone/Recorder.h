@@ -53,7 +53,7 @@ public:
     /// Leaves the log as if nothing were read of it.
     ~Recorder() override { read(Reading::NOTHING); }
 
-    void call(const char* name, List arguments);
+    void call(const char* name, List arguments, bool refused = false);
     void log(const char* component, const char* source, int level, int line, const std::string& text) override;
 
     /// Switches on as much of the log as the reading takes, whatever is shown of it. Returns what was read before.

@@ -74,11 +74,12 @@ public:
 
     int publishData(ManageableData& record) override
     {
-        m_recorder.call("LocalMgmtIfc.publishData", {Value(entriesOf(record))});
+        const bool accepts = m_accepts;
+        m_recorder.call("LocalMgmtIfc.publishData", {Value(entriesOf(record))}, !accepts);
         if (m_reports && m_service != nullptr) {
             m_service->dataChangedEvent(record);
         }
-        return m_accepts ? 1 : 0;
+        return accepts ? 1 : 0;
     }
 
     void accept(bool published) { m_accepts = published; }
@@ -110,11 +111,12 @@ public:
 
     bool setDirection(int mediaSessionHandle, int stream, MediaDirection direction) override
     {
-        m_recorder.call("MediaControlServiceIfc.setDirection", {mediaSessionHandle, stream, int{direction}});
-        if (m_accepts && m_network != nullptr) {
+        const bool accepts = m_accepts;
+        m_recorder.call("MediaControlServiceIfc.setDirection", {mediaSessionHandle, stream, int{direction}}, !accepts);
+        if (accepts && m_network != nullptr) {
             m_network->setDirection(mediaSessionHandle, direction == MEDIA_DIRECTION_SENDONLY);
         }
-        return m_accepts;
+        return accepts;
     }
 
     void accept(bool directions) { m_accepts = directions; }

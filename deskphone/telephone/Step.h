@@ -34,6 +34,7 @@ using List = std::vector<Value>;
 struct Call {
     std::string name;
     List arguments;
+    bool refused = false;  // by the telephone, as a scenario says
 };
 
 /// A line that the plug-in logged.
