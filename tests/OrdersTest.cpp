@@ -255,6 +255,14 @@ TEST(Order, EndsWithWhatIsWrong)
                   join(other);
               }),
               "released or missing memory is used");
+    EXPECT_EQ(finding([] {
+                  auto* const text = new std::string(100, 'x');
+                  Body other([text] { delete text; });
+                  start(other);
+                  join(other);
+                  operator delete(text);
+              }),
+              "memory is released twice");
     Semaphore kept(1, 1, false);
     EXPECT_EQ(finding([&] { kept.take(-1); }), "thread 0 ends with a lock that it has not given back");
     EXPECT_EQ(finding([] { throw std::runtime_error("no reason"); }), "thread 0 ends with an exception: no reason");

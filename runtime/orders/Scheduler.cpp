@@ -25,12 +25,6 @@ std::string threadName(unsigned number)
     return "thread " + std::to_string(number);
 }
 
-/// Where a released block keeps the address of the one released before.
-void*& link(void* memory)
-{
-    return *reinterpret_cast<void**>(static_cast<char*>(memory) + ::malloc_usable_size(memory) - sizeof(void*));
-}
-
 /// Released memory holds no address: who follows one into it ends here, on a stack of its own.
 void onFault(int signal)
 {
@@ -279,15 +273,23 @@ void Scheduler::deleteBodies(const void* begin, const void* end)
 
 void Scheduler::release(void* memory) noexcept
 {
+    // Only what looks released is searched for: there are many.
+    if (std::memcmp(memory, &POISON, sizeof POISON) == 0 &&
+        std::find(m_released, m_released + m_releasedBlocks, memory) != m_released + m_releasedBlocks) {
+        fail("memory is released twice");
+    }
+    if (m_releasedBlocks == m_releasedRoom) {
+        m_releasedRoom = 2 * m_releasedRoom + 1000;
+        m_released = static_cast<void**>(std::realloc(m_released, m_releasedRoom * sizeof(void*)));
+    }
     std::memset(memory, POISON & 0xFF, ::malloc_usable_size(memory));
-    link(memory) = std::exchange(m_released, memory);
+    m_released[m_releasedBlocks++] = memory;
 }
 
 void Scheduler::freeReleased()
 {
-    while (m_released != nullptr) {
-        std::free(std::exchange(m_released, link(m_released)));
-    }
+    std::for_each(m_released, m_released + m_releasedBlocks, std::free);
+    m_releasedBlocks = 0;
 }
 
 Outcome play(Threadable& first, Schedule& schedule, unsigned mostPoints)

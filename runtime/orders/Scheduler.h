@@ -83,7 +83,10 @@ private:
     Schedule* m_schedule = nullptr;
     unsigned m_mostPoints = 0;
     Outcome m_outcome;
-    void* m_released = nullptr;  // the last block deleted; the end of each holds the address of the one before
+    // The blocks deleted. No vector, which would delete memory itself.
+    void** m_released = nullptr;
+    std::size_t m_releasedBlocks = 0;
+    std::size_t m_releasedRoom = 0;
 };
 
 }  // namespace runtime::orders
