@@ -13,6 +13,15 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
+TEST(Stories, FailInNoOrderWithOnePreemption)
+{
+    for (const auto& file : fs::directory_iterator(SCENARIOS / "orders")) {
+        const Played run = deskphone("--explore --preemptions 1 " + file.path().string());
+        EXPECT_EQ(run.status, 0) << file << run.output << run.errors;
+        EXPECT_THAT(run.output, HasSubstr(" outcomes, 0 orders with a failure\n"));
+    }
+}
+
 /// The destruction of a session is queued while the next one is made: either can come first.
 const std::string TWO_WAYS =
     "log 0\nsetRecordingModeConfig allcalls\nLMSCreateSession sip:1 7\nLMSEventAttached 1 12 7\n"

@@ -74,6 +74,27 @@ private:
     Schedule& m_schedule;
 };
 
+/// Notes the code of the order that is played while it is played: it may end the process.
+class Noted : public Schedule {
+public:
+    Noted(Schedule& schedule, Shared::Job& job) : m_schedule(schedule), m_job(job) { *m_job.code = '\0'; }
+
+    unsigned choose(const Branch& branch) override
+    {
+        const unsigned chosen = m_schedule.choose(branch);
+        if (chosen != branch.usual()) {
+            m_code.push_back({branch.point, chosen});
+            std::strncpy(m_job.code, codeText(m_code).c_str(), sizeof m_job.code - 1);
+        }
+        return chosen;
+    }
+
+private:
+    Schedule& m_schedule;
+    Shared::Job& m_job;
+    Code m_code;
+};
+
 /// Plays orders of a script in this process.
 class Playing {
 public:
@@ -89,15 +110,15 @@ public:
             m_firstPoint = branches.front().point;
             m_points = branches.back().point - m_firstPoint + 1;
         }
-        if (m_script.allowed.count(Judge::SEQUENTIAL) == 0) {
-            m_explained = outcomesOfWholeOperations([this](Schedule& schedule) { return play(schedule).facts; });
-        }
     }
 
     /// The part of one process.
     Outcomes playPart(unsigned part)
     {
         m_job = &shared->jobs[part];
+        if (m_script.allowed.count(Judge::SEQUENTIAL) == 0) {
+            m_explained = outcomesOfWholeOperations([this](Schedule& schedule) { return play(schedule).facts; });
+        }
         m_options.orders.which == Orders::ALL ? playAll(part) : playRandom(part);
         return std::move(m_outcomes);
     }
@@ -112,7 +133,8 @@ private:
     Played play(Schedule& schedule)
     {
         auto run = std::make_unique<OrderedRun>(m_script, m_plugin, m_options.logLevel, false);
-        Played played{run->play(schedule), run->facts(), run->failures()};
+        Noted noted(schedule, *m_job);
+        Played played{run->play(noted), run->facts(), run->failures()};
         run.reset();
         m_staticData.restore();
         return played;
@@ -122,7 +144,7 @@ private:
     {
         Played played = play(schedule);
         if (played.failures.empty() && !m_explained.empty() && m_explained.count(lasting(played.facts)) == 0) {
-            played.failures.insert("no order of whole operations leads to these states");
+            played.failures.insert("no order of whole operations leads to these states and stored values");
         }
         if (counts) {
             m_outcomes.add(played.facts, played.failures, played.outcome);
@@ -143,7 +165,6 @@ private:
             if (code.size() == 2 && !isOwn) {
                 continue;
             }
-            begin(codeText(code));
             GivenOrder order(code);
             all.played(playAndCount(order, isOwn));
         }
@@ -153,7 +174,6 @@ private:
     {
         const OrdersAsked& asked = m_options.orders;
         for (std::uint64_t number = part; number < asked.count && !mustStop(); number += asked.jobs) {
-            begin("--seed " + std::to_string(asked.seed + number));
             RandomOrder order(asked.seed + number, asked.preemptions, m_points);
             FromPoint within(m_firstPoint, order);
             playAndCount(within, true);
@@ -161,8 +181,6 @@ private:
     }
 
     static std::size_t hash(const Code& code) { return std::hash<std::string>()(codeText(code)); }
-
-    void begin(const std::string& code) const { std::strncpy(m_job->code, code.c_str(), sizeof m_job->code - 1); }
 
     const Options& m_options;
     const Script& m_script;
@@ -172,7 +190,7 @@ private:
     unsigned m_firstPoint = 0;  // where the usual order could first be another one
     unsigned m_points = 1;      // from there on
     Outcomes m_outcomes;
-    Shared::Job* m_job = nullptr;
+    Shared::Job* m_job = shared->jobs;
 };
 
 /// A process that plays a part, and the end of the pipe that its outcomes come from.
@@ -279,7 +297,7 @@ void await(std::vector<Process>& processes, Outcomes& outcomes)
             outcomes.addFatal(WIFSIGNALED(status)
                                   ? std::string("it ended the process: ") + ::strsignal(WTERMSIG(status))
                                   : "it ended the process",
-                              shared->jobs[index].code);
+                              *shared->jobs[index].code == '\0' ? codeText({}) : shared->jobs[index].code);
         }
     }
 }

@@ -130,8 +130,12 @@ void Judge::returned(const Step& step)
         m_sessions.insert(*session);
     }
     if (step.command.front() == "stop") {
+        // The next service begins anew, and need not tell of that.
         m_sessions.clear();
+        m_told.clear();
+        m_toldActivations.clear();
         m_lampWasSet = false;
+        m_modeChangeIsToCome = false;
     }
     if (!std::holds_alternative<std::monostate>(step.result)) {
         m_results["result of " + stepName(step.number, step.command)] = asText(step.result);

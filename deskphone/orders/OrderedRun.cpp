@@ -6,7 +6,6 @@
 #include "Activity.h"
 #include "LogSink.h"
 #include "Threader.h"
-#include "scenario/Commands.h"
 #include "scenario/Player.h"
 #include "scenario/Words.h"
 
@@ -119,7 +118,7 @@ Step OrderedRun::give(std::size_t command, int number)
 {
     const Given& given = m_script.commands[command];
     m_judge.begins(number, given.words);
-    Step step = perform(*m_telephone, given, number);
+    Step step = perform(*m_telephone, *m_script.meanings[command], given, number);
     m_judge.returned(step);
     return step;
 }
@@ -173,7 +172,7 @@ void OrderedRun::giveAtOnce(Giver& giver)
     }
     giver.isInside = true;
     const Words& words = m_script.commands[giver.command].words;
-    const Needs needs = findCommand(words).needs;
+    const Needs needs = m_script.meanings[giver.command]->needs;
     if (needs == STOPPED_SERVICE || needs == RUNNING_SERVICE || (needs == SERVICE && !m_telephone->running())) {
         m_alone = &giver;
         for (const auto& other : m_givers) {

@@ -44,7 +44,7 @@ Script::Script(const std::vector<std::string>& files)
         ScenarioFile file(name, std::cerr);
         try {
             for (Given command; file.next(command); commands.push_back(std::move(command))) {
-                findCommand(command.words);
+                meanings.push_back(&findCommand(command.words));
                 places.push_back(file.place());
                 for (const std::string& comment : command.comments) {
                     allowed.insert(allowedBy(comment));

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "scenario/CommandTable.h"
 #include "telephone/Step.h"
 
 namespace deskphone {
@@ -14,7 +15,8 @@ struct Script {
     explicit Script(const std::vector<std::string>& files);
 
     std::vector<Given> commands;
-    std::vector<std::string> places;  // FILE:LINE of each command
+    std::vector<const Command*> meanings;  // of each command
+    std::vector<std::string> places;       // FILE:LINE of each command
     /// What is no failure here: a comment says `# allowed WHAT: why`.
     std::set<std::string> allowed;
 };

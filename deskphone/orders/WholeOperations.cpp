@@ -54,6 +54,9 @@ private:
     ThreadSet m_workers = 0;
 };
 
+/// The activation that was last set, on whichever line: no state, but what came before it.
+constexpr const char* LAST_ACTIVATION = "stored call-recording-active";
+
 }  // namespace
 
 Facts lasting(const Facts& facts)
@@ -61,7 +64,7 @@ Facts lasting(const Facts& facts)
     Facts lasting;
     for (const auto& [name, value] : facts) {
         if (name.compare(0, 5, "line ") == 0 || name == "sessions" || name == "lamp" || name == "selected line" ||
-            name.compare(0, 7, "stored ") == 0) {
+            (name.compare(0, 7, "stored ") == 0 && name != LAST_ACTIVATION)) {
             lasting.insert({name, value});
         }
     }

@@ -6,10 +6,9 @@
 
 namespace deskphone {
 
-Step perform(Telephone& telephone, const Given& given, int number)
+Step perform(Telephone& telephone, const Command& command, const Given& given, int number)
 {
     const Words& words = given.words;
-    const Command& command = findCommand(words);
     if (command.needs == NETWORK) {
         throw Mistake(words.front() + ": needs --sip");
     }
@@ -33,7 +32,7 @@ Step perform(Telephone& telephone, const Given& given, int number)
 
 Step Player::play(const Given& given)
 {
-    Step step = perform(m_telephone, given, m_steps + 1);
+    Step step = perform(m_telephone, findCommand(given.words), given, m_steps + 1);
     ++m_steps;
     step.records = m_telephone.settle();
     step.log = m_telephone.recorder().takeLog();

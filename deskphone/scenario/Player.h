@@ -4,11 +4,12 @@
 
 namespace deskphone {
 
+struct Command;
 class Telephone;
 
-/// Performs a command, without waiting for what it leads to on other threads; the step has no records yet. Throws
-/// Mistake, having called nothing, and std::exception when the telephone fails.
-Step perform(Telephone& telephone, const Given& given, int number);
+/// Performs a command, which findCommand() found for its words, without waiting for what it leads to on other threads;
+/// the step has no records yet. Throws Mistake, having called nothing, and std::exception when the telephone fails.
+Step perform(Telephone& telephone, const Command& command, const Given& given, int number);
 
 /// Plays commands to a telephone, which is not owned, one at a time.
 ///
