@@ -82,9 +82,9 @@ class Party:
         self._reader.join()
         return status
 
-    def stop(self):
+    def stop(self, how=signal.SIGTERM):
         if self._process.poll() is None:
-            os.killpg(self.pid, signal.SIGTERM)
+            os.killpg(self.pid, how)
         try:
             return self.result()
         except subprocess.TimeoutExpired:
@@ -170,3 +170,4 @@ class Deskphone(Party):
     def __init__(self, *options, accounts=("sip:100@office",), scenario="-", **how):
         lines = [word for account in accounts for word in ("--account", account)]
         super().__init__(PROGRAMS / "deskphone", "--sip", "127.0.0.1:0", *lines, *options, scenario, **how)
+        self.port = int(self.wait_for(r"on the network at .*:(\d+)")[1])

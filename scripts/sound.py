@@ -9,15 +9,16 @@ SIDES = ("near", "far")
 
 
 class Recording:
-    """A stereo WAV file of 16 bits: the near side on the left, the far side on the right."""
+    """A WAV file of 16 bits: the near side on the left, the far side on the right, or one side alone."""
 
     def __init__(self, name):
         with wave.open(str(name)) as file:
-            if (file.getnchannels(), file.getsampwidth()) != (2, 2):
-                raise ValueError(f"{name} is no stereo file of 16 bits")
+            if file.getsampwidth() != 2:
+                raise ValueError(f"{name} is no file of 16 bits")
+            channels = file.getnchannels()
             self.rate = file.getframerate()
             samples = numpy.frombuffer(file.readframes(file.getnframes()), dtype="<i2")
-        self.sides = dict(zip(SIDES, samples.reshape(-1, 2).T.astype(float)))
+        self.sides = dict(zip(SIDES, samples.reshape(-1, channels).T.astype(float)))
 
     @property
     def seconds(self):
@@ -49,7 +50,8 @@ class Recording:
         """In decibels to full scale, of this frequency alone."""
         part = self.part(side, begin, end)
         wave_of_it = numpy.exp(-2j * numpy.pi * frequency * numpy.arange(len(part)) / self.rate)
-        amplitude = 2 * abs(numpy.mean(part * wave_of_it)) if len(part) else 0.0
+        window = numpy.hanning(len(part))
+        amplitude = 2 * abs(numpy.sum(part * window * wave_of_it)) / window.sum() if len(part) else 0.0
         return 20 * numpy.log10(amplitude / numpy.sqrt(2) / 32768) if amplitude > 0 else -numpy.inf
 
     def sounding(self, side, piece=0.02):
@@ -76,7 +78,7 @@ def write_tone(name, frequency, seconds):
 def describe(name):
     recording = Recording(name)
     print(f"{name}: {recording.seconds:.2f} s")
-    for side in SIDES:
+    for side in recording.sides:
         begin, end, heard = recording.sounding(side)
         frequency, share = recording.tone(side)
         print(
