@@ -115,6 +115,20 @@ class Recorder(Party):
         self.port = int(self.wait_for(r"listening on sip:127\.0\.0\.1:(\d+)")[1])
         self.uri = f"sip:recorder@127.0.0.1:{self.port}"
 
+    def stop(self, how=signal.SIGTERM):
+        status = super().stop(how)
+        assert status == 0, f"recorder ended with {status}:\n{self.story()}"
+        return status
+
+
+def udp_ports(process):
+    """The UDP ports that a process has on loopback addresses."""
+    names = [os.readlink(one) for one in pathlib.Path(f"/proc/{process}/fd").iterdir()]
+    inodes = set(re.findall(r"socket:\[(\d+)\]", " ".join(names)))
+    table = [line.split() for line in pathlib.Path("/proc/net/udp").read_text().splitlines()[1:]]
+    places = [words[1].split(":") for words in table if words[9] in inodes]
+    return {int(port, 16) for address, port in places if address.endswith("7F")}
+
 
 class Baresip(Party):
     """A far end that answers every call, says a tone and keeps what it hears."""
@@ -135,20 +149,8 @@ class Baresip(Party):
         )
         super().__init__("baresip", "-f", self.folder, "-n", address, silent_input=True)
         self.wait_for("baresip is ready")
-        self.port = self._port(address)
+        (self.port,) = udp_ports(self.pid)
         self.uri = f"sip:{user}@{address}:{self.port}"
-
-    def _port(self, address):
-        """The UDP port that it has on this address, which it does not tell."""
-        place = "".join(f"{int(part):02X}" for part in reversed(address.split(".")))
-        inodes = set()
-        for descriptor in pathlib.Path(f"/proc/{self.pid}/fd").iterdir():
-            inodes.update(re.findall(r"socket:\[(\d+)\]", os.readlink(descriptor)))
-        for line in pathlib.Path("/proc/net/udp").read_text().splitlines()[1:]:
-            words = line.split()
-            if words[9] in inodes and words[1].startswith(place):
-                return int(words[1].split(":")[1], 16)
-        raise AssertionError(f"baresip has no port on {address}:\n{self.story()}")
 
     def stop(self):
         # Told twice, it does not wait for the others to say that they have heard of the end.

@@ -27,9 +27,8 @@ class CallTest(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
         self.recorder = self.enter(Recorder(self.folder / "recordings"))
         self.far_end = self.enter(Baresip(self.folder / "bob", FAR))
-        self.phone = self.enter(
-            Deskphone("--json", "--states", "--voice", f"tone:{NEAR}", accounts=(LINE, OTHER_LINE))
-        )
+        self.phone = self.enter(Deskphone("--json", "--voice", f"tone:{NEAR}", accounts=(LINE, OTHER_LINE)))
+        self.addCleanup(lambda: self.assertEqual(self.phone.finish(), 0, self.phone.story()))
         self.say("setRecordingModeConfig allcalls", f"setRecorderAddressConfig {self.recorder.uri}")
 
     def enter(self, party):

@@ -10,12 +10,13 @@ from parties import PATIENCE, Party
 class Capture:
     """Captures while it is entered; afterwards it can be asked."""
 
-    def __init__(self, file):
+    def __init__(self, file, *options):
         self._file = file
+        self._how = options
         self._options = []
 
     def __enter__(self):
-        self._tshark = Party("tshark", "-i", "lo", "-f", "udp", "-w", self._file)
+        self._tshark = Party("tshark", "-i", "lo", "-f", "udp", "-w", self._file, *self._how)
         self._tshark.wait_for("Capture started")
         return self
 
