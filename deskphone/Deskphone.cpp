@@ -114,8 +114,9 @@ private:
     /// False when a mistake has ended the run.
     bool play(Source& source)
     {
-        for (Given command;;) {
+        for (;;) {
             try {
+                Given command;
                 const bool any = source.next(command);
                 command.comments.insert(command.comments.begin(), m_comments.begin(), m_comments.end());
                 m_comments.clear();
