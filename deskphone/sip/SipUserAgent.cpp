@@ -272,6 +272,8 @@ void SipUserAgent::endRecordings(Chosen isChosen)
 {
     for (const auto& recording : m_recordings) {
         if (isChosen(recording.second->numbers())) {
+            Recording::Numbers ignored{};
+            saysNoMore(recording.first, ignored);
             recording.second->end();
         }
     }
@@ -333,6 +335,10 @@ void SipUserAgent::setDirection(int media, bool sends)
 {
     if (!sends) {
         m_media.flow(media, false);  // from this moment on
+        // Told at once, while the command that asks is being played: what comes after it may ask for the sound again.
+        if (Recording::Numbers numbers{}; saysNoMore(media, numbers)) {
+            reportOf(numbers, "paused by the telephone", {"LMSEventNotStreaming"});
+        }
     }
     m_stack.post([this, media, sends] {
         withRecording(media, [sends](Recording& recording) { recording.setDirection(sends); });
@@ -452,32 +458,53 @@ void SipUserAgent::ended(int call, const std::string& why)
 }
 
 /// The handle of the session becomes the command's first argument.
-void SipUserAgent::reportOf(const Recording& recording, const std::string& note, Words command)
+void SipUserAgent::reportOf(const Recording::Numbers& numbers, const std::string& note, Words command)
 {
-    command.insert(command.begin() + 1, std::to_string(recording.numbers().session));
-    report("recording of call " + std::to_string(recording.numbers().call) + ": " + note, std::move(command));
+    command.insert(command.begin() + 1, std::to_string(numbers.session));
+    report("recording of call " + std::to_string(numbers.call) + ": " + note, std::move(command));
+}
+
+/// Whether the recording was said to stream until now; then puts what it is known by into `numbers`.
+bool SipUserAgent::saysNoMore(int recording, Recording::Numbers& numbers)
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    const auto streaming = m_streaming.find(recording);
+    if (streaming == m_streaming.end()) {
+        return false;
+    }
+    numbers = streaming->second;
+    m_streaming.erase(streaming);
+    return true;
 }
 
 void SipUserAgent::attached(const Recording& recording)
 {
-    reportOf(recording, "the recorder takes it",
+    reportOf(recording.numbers(), "the recorder takes it",
              {"LMSEventAttached", std::to_string(recording.numbers().own), std::to_string(recording.numbers().call)});
 }
 
 void SipUserAgent::streams(const Recording& recording, const std::string& why)
 {
-    reportOf(recording, why,
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_streaming.insert_or_assign(recording.numbers().own, recording.numbers());
+    }
+    reportOf(recording.numbers(), why,
              {"LMSEventStreaming", std::to_string(recording.numbers().own), std::to_string(recording.numbers().call)});
 }
 
 void SipUserAgent::streamsNot(const Recording& recording, const std::string& why)
 {
-    reportOf(recording, why, {"LMSEventNotStreaming"});
+    Recording::Numbers ignored{};
+    saysNoMore(recording.numbers().own, ignored);
+    reportOf(recording.numbers(), why, {"LMSEventNotStreaming"});
 }
 
 void SipUserAgent::failed(const Recording& recording, int status, const std::string& why)
 {
-    reportOf(recording, why, {"LMSEventErrorStatus", std::to_string(status)});
+    Recording::Numbers ignored{};
+    saysNoMore(recording.numbers().own, ignored);
+    reportOf(recording.numbers(), why, {"LMSEventErrorStatus", std::to_string(status)});
 }
 
 /// Between 2.1 and 4 seconds (RFC 3261, 14.1), for the one who has begun the dialog.

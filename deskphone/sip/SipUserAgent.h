@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -65,7 +66,8 @@ private:
     void endRecordings(Chosen isChosen);
     void indicateSoon(int call);
     void beginRecording(int session, int call, const std::string& address);
-    void reportOf(const Recording& recording, const std::string& note, Words command);
+    void reportOf(const Recording::Numbers& numbers, const std::string& note, Words command);
+    bool saysNoMore(int recording, Recording::Numbers& numbers);
     void destroySession(int call, const std::string& why);
     void report(const std::string& note, Words command = {});
 
@@ -83,6 +85,9 @@ private:
     std::map<int, bool> m_shownOn;                           // what the plug-in last showed of the call's recording
     std::map<int, std::string> m_early;                      // attach requests for sessions not known yet
     std::map<int, std::unique_ptr<Recording>> m_recordings;  // until their dialogs are over
+
+    std::mutex m_lock;
+    std::map<int, Recording::Numbers> m_streaming;  // guarded by m_lock: the recordings that are said to stream
 
     SipStack m_stack;
     Media m_media;
