@@ -167,6 +167,7 @@ class CallTest(unittest.TestCase):
             self.call()
             talk(0.3)
             self.say(f"select {OTHER_LINE}")
+            self.await_command("LMSEventNotStreaming", 1)
             self.recorder.wait_for("is paused")
             talk(0.3)
             self.say(f"select {LINE}")
