@@ -5,6 +5,7 @@
 #include <charconv>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -96,11 +97,9 @@ void checkCombination(const Options& options, const std::vector<std::string>& sc
     if (options.fromLog == "-" && std::find(scenarios.begin(), scenarios.end(), "-") != scenarios.end()) {
         throw std::runtime_error("the standard input is either the log or a scenario");
     }
-    std::vector<std::pair<std::string, std::string>> others;
-    for (const std::string& scenario : scenarios) {
-        others.emplace_back(scenario, "played");
-    }
-    others.emplace_back(options.fromLog, "played");
+    std::vector<std::pair<std::string, std::string>> others{{options.fromLog, "played"}};
+    std::transform(scenarios.begin(), scenarios.end(), std::back_inserter(others),
+                   [](const std::string& scenario) { return std::pair(scenario, "played"); });
     for (const auto& [option, file] : {std::pair("--chart", options.chart), std::pair("--save", options.save),
                                        std::pair("--log-file", options.logFile)}) {
         for (const auto& [other, use] : others) {

@@ -121,7 +121,7 @@ private:
             case 8:
                 return oneOf({"getCallRecordingOn", "getCallRecordingActivated", "getCallRecordingAutostarts",
                               "getCallRecordingUserControllable", "getRecordingActivation",
-                              "getRecordingStateMachineCreateNewIfNeeded"}) +
+                              "getRecordingStateMachineCreateNewIfNeeded", "isInCall"}) +
                        line();
             case 9: return "dataChangedEvent call-recording-mode" + mode;
             case 10: return "dataChangedEvent " + oneOf({"function-key-id-3 56", "mobility-user-data-update x"});

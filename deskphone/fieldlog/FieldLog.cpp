@@ -20,6 +20,43 @@ constexpr std::size_t PROGRESS_EVERY = 1024;
 /// No line: where an operation begins for sure.
 constexpr std::size_t TO_THE_NEXT = std::numeric_limits<std::size_t>::max();
 
+/// The lines without a machine in a list of them.
+std::vector<std::string> emptyIn(std::string_view list)
+{
+    static constexpr std::string_view end = "]==(nil), in state:";
+    std::vector<std::string> lines;
+    for (std::size_t next = list.find(LIST_ENTRY); next != std::string_view::npos;) {
+        list.remove_prefix(next + LIST_ENTRY.size());
+        next = list.find(LIST_ENTRY);
+        std::string_view entry = list.substr(0, next);
+        entry = entry.substr(0, entry.find_last_not_of(" \n") + 1);
+        if (entry.size() >= end.size() && entry.substr(entry.size() - end.size()) == end) {
+            lines.emplace_back(entry.substr(0, entry.size() - end.size()));
+        }
+    }
+    return lines;
+}
+
+/// The line that then has an entry in the list, with a machine or without.
+std::optional<std::string> lineEntered(std::string_view text)
+{
+    std::vector<std::string> places;
+    for (const char* const format :
+         {"getCallRecordingOn(line = %s)", "getCallRecordingUserControllable(line = %s)",
+          "LMSCreateSession(lineURI=%s, callID=%d)", "getRecordingStateMachineCreateNewIfNeeded(lineURI = \"%s\")"}) {
+        places.clear();
+        if (readPlaces(format, text, places)) {
+            return places[0];
+        }
+    }
+    places.clear();
+    if (readPlaces("setLineStatus(uri = \"%s\", state = %d, callid=%d, remoteURI=%s)", text, places)) {
+        const bool isActedOn = places[1] == "1" || places[1] == "5" || places[1] == "11" || places[1] == "16";
+        return isActedOn ? std::optional(places[0]) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
 /// What the record says about the look-up of the service, if anything.
 std::optional<ServiceContext::Answer> answerAt(const NextRecords& records, std::size_t at, std::string_view service)
 {
@@ -121,7 +158,30 @@ void FieldLog::tellCommand()
         assume("the log begins after the start of the service, which is played first; what went before is not known",
                first.line);
     }
+    if (!starts) {
+        tellQuestions();
+    }
     m_told.push_back(std::move(told.command));
+}
+
+/// Who asks whether a line is in a call leaves nothing in the log but an empty entry in the next list.
+void FieldLog::tellQuestions()
+{
+    const NextRecords& records = m_records.next();
+    const auto list = std::find_if(records.begin(), records.end(), [](const FieldRecord& record) {
+        return !record.used && (record.is(MACHINE_LIST) || record.is("init()"));
+    });
+    if (list == records.end() || list->is("init()")) {
+        return;
+    }
+    for (const std::string& line : emptyIn(list->text)) {
+        const auto enters = [&name = line](const FieldRecord& record) { return lineEntered(record.text) == name; };
+        if (m_listed.count(line) == 0 && std::none_of(records.begin(), list, enters)) {
+            m_listed.insert(line);
+            m_told.push_back({"isInCall", line});
+            assume("a line without a machine is listed: isInCall was asked of it", list->line);
+        }
+    }
 }
 
 /// Services are looked up when the service starts, or when they are needed first; the log tells what was found.
@@ -193,11 +253,19 @@ void FieldLog::played(const Step& step)
     if (tells && !first.used) {
         leaveOut(first);
     }
+    for (const auto& ofThread : step.log) {
+        for (const LogLine& log : ofThread) {
+            if (std::optional<std::string> line = lineEntered(log.text)) {
+                m_listed.insert(std::move(*line));
+            }
+        }
+    }
     const std::string& name = step.command.front();
     const bool namesLine = name == "LMSCreateSession" || name == "activateRecording" ||
                            name == "getRecordingStateMachineCreateNewIfNeeded";
     if (name == "stop") {
         m_knownMachine.clear();
+        m_listed.clear();
     } else if (namesLine && std::any_of(step.log[CALLER].begin(), step.log[CALLER].end(),
                                         [](const LogLine& log) { return log.component == MachineLog::MACHINE; })) {
         m_knownMachine = step.command[1];

@@ -43,6 +43,7 @@ private:
     };
 
     void tellCommand();
+    void tellQuestions();
     void tellLookUps(bool starts);
     void setAnswer(const std::string& service, Answer answer, std::size_t line);
     void noteLookUps(const Step& step);
@@ -67,6 +68,7 @@ private:
     std::size_t m_leftOutFrom = 0;  // the lines left out last; 0: none
     std::size_t m_leftOutTo = 0;
     std::string m_knownMachine;               // a line that has a machine
+    std::set<std::string> m_listed;           // the lines in the controller's list
     std::map<std::string, Answer> m_answers;  // to look-ups; PRESENT where none is set
     std::set<std::string> m_lookedUp;         // the services that the plug-in has found
 
