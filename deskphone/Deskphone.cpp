@@ -215,7 +215,7 @@ private:
             } catch (const std::exception& failure) {
                 std::cerr << "deskphone: " << failure.what() << std::endl;
             }
-            ::_exit(status);
+            ::_exit(status | (m_toldOfSilence ? TOLD_OF_SILENCE : 0));
         }
         int status = 0;
         if (child < 0 || ::waitpid(child, &status, 0) < 0) {
@@ -225,7 +225,8 @@ private:
             m_screen.print(BROKEN_OFF + scenario + '\n');
             return 2;
         }
-        return WEXITSTATUS(status);
+        m_toldOfSilence = m_toldOfSilence || (WEXITSTATUS(status) & TOLD_OF_SILENCE) != 0;
+        return WEXITSTATUS(status) & ~TOLD_OF_SILENCE;
     }
 
     int prove(const std::string& scenario)
@@ -242,12 +243,11 @@ private:
             throw std::runtime_error(file + " is missing; --accept writes it");
         }
         const std::string expected = isNew ? "" : readFile(file);
-        bool toldOfSilence = false;
         Shows shows;
         shows.push_back(std::make_unique<Comparison>(expected.empty() ? m_options.form == Form::JSON : isJson(expected),
                                                      m_options.states));
         const auto& comparison = static_cast<const Comparison&>(*shows.front());
-        const int status = Run(m_plugin, m_options, nullptr, shows, toldOfSilence).play({scenario}, "");
+        const int status = Run(m_plugin, m_options, nullptr, shows, m_toldOfSilence).play({scenario}, "");
         if (status != 0) {
             m_screen.print(BROKEN_OFF + scenario + '\n');
         } else if (accepts) {
@@ -266,7 +266,10 @@ private:
 
     const Options& m_options;
     const Plugin& m_plugin;
+    static constexpr int TOLD_OF_SILENCE = 16;  // besides a child's exit status
+
     const Screen m_screen = standardOutput();
+    bool m_toldOfSilence = false;
 };
 
 }  // namespace

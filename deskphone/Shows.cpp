@@ -41,7 +41,7 @@ Shows showsFor(const Options& options)
         if (std::filesystem::path(options.chart).extension() == ".svg") {
             shows.push_back(std::make_unique<Picture>(options.chart, std::cerr));
         } else {
-            shows.push_back(std::make_unique<Chart>(options.chart));
+            shows.push_back(std::make_unique<Chart>(options.chart, std::cerr));
         }
     }
     if (options.chart != "-" && options.save != "-") {

@@ -127,6 +127,10 @@ TEST(Program, SaysOnceWhenThePlugInsLogTellsNothingOfItsMachines)
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.errors,
               "deskphone: the plug-in's log tells nothing of the lines' machines; what they do is not shown\n");
+    const TemporaryFile scenario(calls);
+    const std::string accept = "--accept " + scenario.name() + " " + scenario.name();
+    EXPECT_EQ(deskphone(accept + " --plugin " + plugIn.name()).errors, run.errors);
+    fs::remove(scenario.name() + ".expected");
     EXPECT_EQ(deskphone("--json --plugin " + plugIn.name(), calls).errors, "");
     EXPECT_EQ(deskphone("", calls).errors, "");
 }

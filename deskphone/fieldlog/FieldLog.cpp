@@ -134,8 +134,8 @@ void FieldLog::tellCommand()
         return;
     }
     Told told = commandAt(m_records.next(), m_level);
-    if (first.is("getSessionInCall()") && !m_knownMachine.empty()) {
-        told = {{"isInCall", m_knownMachine}, "the log does not tell which line is asked about; one that is known"};
+    if (first.is("getSessionInCall()") && m_knownMachine) {
+        told = {{"isInCall", *m_knownMachine}, "the log does not tell which line is asked about; one that is known"};
     }
     if (told.command.empty() || (first.line < m_unclearTo && !beginsForSure(first))) {
         leaveOut(first);
@@ -253,22 +253,23 @@ void FieldLog::played(const Step& step)
     if (tells && !first.used) {
         leaveOut(first);
     }
+    const std::string& name = step.command.front();
     for (const auto& ofThread : step.log) {
+        std::string entered;
         for (const LogLine& log : ofThread) {
             if (std::optional<std::string> line = lineEntered(log.text)) {
-                m_listed.insert(std::move(*line));
+                entered = *m_listed.insert(std::move(*line)).first;
+            }
+            const bool hasMachine =
+                log.text == "getSessionInCall()" || name == "getRecordingStateMachineCreateNewIfNeeded";
+            if (hasMachine && m_listed.count(entered) != 0) {
+                m_knownMachine = entered;
             }
         }
     }
-    const std::string& name = step.command.front();
-    const bool namesLine = name == "LMSCreateSession" || name == "activateRecording" ||
-                           name == "getRecordingStateMachineCreateNewIfNeeded";
     if (name == "stop") {
-        m_knownMachine.clear();
+        m_knownMachine.reset();
         m_listed.clear();
-    } else if (namesLine && std::any_of(step.log[CALLER].begin(), step.log[CALLER].end(),
-                                        [](const LogLine& log) { return log.component == MachineLog::MACHINE; })) {
-        m_knownMachine = step.command[1];
     }
     showProgress();
 }

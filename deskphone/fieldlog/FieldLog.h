@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <set>
 #include <string>
@@ -67,10 +68,10 @@ private:
     std::size_t m_agreesTo = 0;     // the last line that the replay has logged
     std::size_t m_leftOutFrom = 0;  // the lines left out last; 0: none
     std::size_t m_leftOutTo = 0;
-    std::string m_knownMachine;               // a line that has a machine
-    std::set<std::string> m_listed;           // the lines in the controller's list
-    std::map<std::string, Answer> m_answers;  // to look-ups; PRESENT where none is set
-    std::set<std::string> m_lookedUp;         // the services that the plug-in has found
+    std::optional<std::string> m_knownMachine;  // a line that has a machine
+    std::set<std::string> m_listed;             // the lines in the controller's list
+    std::map<std::string, Answer> m_answers;    // to look-ups; PRESENT where none is set
+    std::set<std::string> m_lookedUp;           // the services that the plug-in has found
 
     std::size_t m_commands = 0;
     std::map<std::string, Place> m_assumptions;

@@ -18,6 +18,8 @@ constexpr std::size_t ROWS_TO_READ = 40;
 constexpr std::size_t MOST_ROWS = 120;
 constexpr std::size_t MOST_BYTES = 40000;
 
+constexpr int MOST_CHARTS = 20;  // that are made without a word
+
 constexpr std::size_t ARROW_WIDTH = 48;
 constexpr std::size_t NOTE_WIDTH = 60;
 constexpr std::size_t HEADING_WIDTH = 84;
@@ -98,7 +100,7 @@ std::string marked(const std::string& colour, const std::string& row)
 
 }  // namespace
 
-Chart::Chart(const std::string& file) : m_name(file)
+Chart::Chart(const std::string& file, std::ostream& notices) : m_name(file), m_notices(notices)
 {
     if (!isOnOutput()) {
         m_file.open(file, std::ios::trunc);
@@ -144,6 +146,10 @@ void Chart::finish()
 {
     if (isOnOutput()) {
         write();
+    }
+    if (m_charts > MOST_CHARTS) {
+        m_notices << "deskphone: " << m_name << " holds " << m_charts
+                  << " charts; --steps, --line and --only choose what is drawn" << std::endl;
     }
 }
 
@@ -236,6 +242,7 @@ void Chart::cut()
 {
     m_title = "## Steps ";
     write();
+    ++m_charts;
     m_start = isOnOutput() ? std::streampos() : m_file.tellp();
     m_body.clear();
     m_rows = 0;

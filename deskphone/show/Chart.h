@@ -18,9 +18,10 @@ namespace deskphone {
 /// once, and within a step where the usual viewers would refuse to draw it. Each chart begins with what holds then.
 class Chart : public Show {
 public:
-    /// "-" is the standard output; a file is emptied. Throws std::system_error, as add() does, when it cannot be
+    /// "-" is the standard output; a file is emptied. That there are more charts than anybody reads is said on
+    /// `notices`, which is not owned. Throws std::system_error, as add() does, when it cannot be
     /// written.
-    explicit Chart(const std::string& file);
+    Chart(const std::string& file, std::ostream& notices);
 
     void add(const Step& step) override;
     void addComments(const std::vector<std::string>& comments) override;
@@ -40,6 +41,8 @@ private:
     void write();
 
     const std::string m_name;
+    std::ostream& m_notices;
+    int m_charts = 1;
     std::ofstream m_file;
     std::streampos m_start = 0;  // of the chart that is being drawn
     std::string m_title;         // of that chart; one that is alone has none
