@@ -151,6 +151,9 @@ private:
     {
         if (m_calls != nullptr) {
             m_calls->leave([this] { play(*m_calls); });
+            Given last;
+            m_calls->addComments(last);
+            m_comments.insert(m_comments.end(), last.comments.begin(), last.comments.end());
         }
     }
 

@@ -214,6 +214,11 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
     withSip(app.add_option("--account", options.network.accounts, "A line of the telephone; may come again for others"))
         ->type_name("SIP-URI")
         ->allow_extra_args(false);
+    withSip(app.add_option("--registrar", options.network.registrar, "Register the accounts there"))
+        ->type_name("SIP-URI");
+    withSip(app.add_option("--passwords", options.network.passwords,
+                           "The accounts' passwords: a line \"SIP-URI PASSWORD\" for each"))
+        ->type_name("FILE");
     withSip(app.add_option("--voice", options.network.voice, "What the near side of a call says"))
         ->option_text("tone[:HZ]|silence|FILE.wav");
     withSip(app.add_option("--recorder", options.network.recorder,

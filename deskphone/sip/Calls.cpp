@@ -55,6 +55,7 @@ Calls::~Calls() = default;
 
 bool Calls::next(Given& command)
 {
+    command = {};
     for (Given happening; m_happenings.take(happening);) {
         m_comments.insert(m_comments.end(), happening.comments.begin(), happening.comments.end());
         if (m_tellsAtOnce && happening.words.empty()) {
@@ -63,7 +64,7 @@ bool Calls::next(Given& command)
             }
         }
         if (!happening.words.empty()) {
-            command = {std::move(happening.words)};
+            command.words = std::move(happening.words);
             addComments(command);
             return true;
         }

@@ -45,9 +45,41 @@ Dialog::~Dialog()
     nua_handle_destroy(m_handle);
 }
 
+void Dialog::knowAs(std::string user, std::string password)
+{
+    m_user = std::move(user);
+    m_password = std::move(password);
+}
+
+/// Answers a challenge; false when there is none, or no better answer than before.
+bool Dialog::authenticate(const SipEvent& event)
+{
+    const bool isAnswer = event.kind == nua_r_invite || event.kind == nua_r_register || event.kind == nua_r_bye;
+    if (isAnswer && event.status >= 200 && event.status < 300) {
+        m_answersChallenge = false;
+    }
+    if (!isAnswer || (event.status != 401 && event.status != 407) || m_password.empty() || m_answersChallenge ||
+        event.message == nullptr) {
+        return false;
+    }
+    const msg_auth_t* const challenge =
+        event.status == 401 ? event.message->sip_www_authenticate : event.message->sip_proxy_authenticate;
+    const char* const realm = challenge == nullptr ? nullptr : msg_params_find(challenge->au_params, "realm=");
+    if (realm == nullptr || ::strcasecmp(challenge->au_scheme, "Digest") != 0) {
+        return false;
+    }
+    m_answersChallenge = true;
+    // The realm stands in its quotes already.
+    const std::string answer = std::string("Digest:") + realm + ':' + m_user + ':' + m_password;
+    nua_authenticate(m_handle, NUTAG_AUTH(answer.c_str()), TAG_END());
+    return true;
+}
+
 void Dialog::handle(const SipEvent& event)
 {
-    happened(event);
+    if (!authenticate(event)) {
+        happened(event);
+    }
     m_over = m_over || event.kind == nua_i_terminated;
 }
 

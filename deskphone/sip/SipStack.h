@@ -41,6 +41,8 @@ public:
     Dialog(const Dialog&) = delete;
     Dialog& operator=(const Dialog&) = delete;
 
+    /// Who this is where it is asked: sent at most once for each challenge of a registrar, far end or recorder.
+    void knowAs(std::string user, std::string password);
     void handle(const SipEvent& event);
     bool isOver() const { return m_over; }
 
@@ -50,7 +52,12 @@ protected:
     nua_handle_t* const m_handle;
 
 private:
+    bool authenticate(const SipEvent& event);
+
     bool m_over = false;
+    std::string m_user;
+    std::string m_password;           // empty: none is known
+    bool m_answersChallenge = false;  // whether what is under way does so already
 };
 
 /// The SIP library on a thread of its own.

@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <ctime>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "communicationsServiceTexts.h"
+#include "scenario/WholeFile.h"
 #include "scenario/Words.h"
 
 namespace deskphone {
@@ -73,6 +75,30 @@ void eraseFrom(Map& dialogs, const Dialog* dialog)
     }
 }
 
+/// By account; none where there is no file. Throws std::runtime_error.
+std::map<std::string, std::string> readPasswords(const std::string& file)
+{
+    std::map<std::string, std::string> passwords;
+    std::istringstream content(file.empty() ? "" : readFile(file));
+    int number = 0;
+    for (std::string line; std::getline(content, line);) {
+        ++number;
+        Words words;
+        try {
+            words = splitLine(line);
+        } catch (const Mistake&) {
+            words = {""};
+        }
+        if (!words.empty() && words.size() != 2) {
+            throw std::runtime_error(file + ':' + std::to_string(number) + ": expected SIP-URI PASSWORD");
+        }
+        if (!words.empty()) {
+            passwords[words[0]] = words[1];
+        }
+    }
+    return passwords;
+}
+
 NetworkSettings checked(const NetworkSettings& settings)
 {
     in_addr address{};
@@ -106,17 +132,52 @@ SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenin
                             });
                         }})
 {
-    m_stack.perform([this] {
+    std::string wrong;
+    const auto passwords = readPasswords(settings.passwords);
+    m_stack.perform([&] {
         for (const std::string& account : m_settings.accounts) {
-            if (SipUri uri; readUri(account, uri)) {
-                m_accounts.push_back({account, uri.user, uri.host});
+            if (SipUri uri; readUri(account, uri) && !uri.user.empty()) {
+                const auto password = passwords.find(account);
+                m_accounts.push_back(
+                    {account, uri.user, uri.host, password == passwords.end() ? "" : password->second});
+            } else {
+                wrong = "--account " + account;
             }
         }
+        for (const auto& [option, text] :
+             {std::pair("--registrar ", settings.registrar), std::pair("--recorder ", settings.recorder)}) {
+            if (SipUri uri; !text.empty() && !readUri(text, uri)) {
+                wrong = option + text;
+            }
+        }
+        if (wrong.empty() && !settings.registrar.empty()) {
+            registerAccounts();
+        }
     });
-    for (const std::string& account : settings.accounts) {
-        if (std::none_of(m_accounts.begin(), m_accounts.end(),
-                         [&](const Account& one) { return one.uri == account; })) {
-            throw std::runtime_error("--account " + account + ": expected a SIP URI as sip:USER@HOST");
+    if (!wrong.empty()) {
+        throw std::runtime_error(wrong + ": expected a SIP URI as sip:USER@HOST");
+    }
+}
+
+void SipUserAgent::registerAccounts()
+{
+    for (const Account& account : m_accounts) {
+        const std::string name = '<' + account.uri + '>';
+        nua_handle_t* const handle =
+            nua_handle(m_stack.agent(), nullptr, SIPTAG_TO_STR(name.c_str()), SIPTAG_FROM_STR(name.c_str()), TAG_END());
+        m_registrations.push_back(std::make_unique<Registration>(
+            handle, m_settings.registrar, account.user,
+            [this, uri = account.uri](const std::string& what) { report(uri + ' ' + what); }));
+        introduce(*m_registrations.back(), account.uri);
+    }
+}
+
+/// Lets the dialog answer challenges in the name of the line.
+void SipUserAgent::introduce(Dialog& dialog, const std::string& line) const
+{
+    for (const Account& account : m_accounts) {
+        if (account.uri == line) {
+            dialog.knowAs(account.user, account.password);
         }
     }
 }
@@ -127,6 +188,7 @@ SipUserAgent::~SipUserAgent()
         m_isLeaving = true;
         m_recordings.clear();
         m_calls.clear();
+        m_registrations.clear();
     });
 }
 
@@ -151,6 +213,7 @@ std::string SipUserAgent::dial(const std::string& line, const std::string& uri, 
             auto& dialled = m_calls[call] = std::make_unique<PhoneCall>(
                 call, handle, PhoneCall::Parties{line, uri, false}, m_media, m_stack.address(), *this);
             tell(call, "calls " + uri + " from " + line);
+            introduce(*dialled, line);
             dialled->dial();
         }
     });
@@ -228,6 +291,11 @@ bool SipUserAgent::leave()
     m_stack.perform([&] {
         for (const auto& call : m_calls) {
             call.second->hangUp();
+        }
+        if (!std::exchange(m_isLeaving, true)) {
+            for (const auto& registration : m_registrations) {
+                registration->end();
+            }
         }
         left = m_calls.empty() && m_recordings.empty();
     });
@@ -319,6 +387,7 @@ void SipUserAgent::beginRecording(int session, int call, const std::string& addr
                    SIPTAG_FROM_STR(('<' + parties.line + '>').c_str()), TAG_END());
     auto& recording = m_recordings[number] =
         std::make_unique<Recording>(Recording::Numbers{session, call, number}, handle, m_media, m_stack, *this);
+    introduce(*recording, parties.line);
     recording->attach({recorded->identity(), {parties.line, parties.farEnd}, recorded->begin(), std::time(nullptr)},
                       recorded->codec(), recorded->isHeld());
 }

@@ -10,6 +10,7 @@
 #include "sip/Media.h"
 #include "sip/PhoneCall.h"
 #include "sip/Recording.h"
+#include "sip/Registration.h"
 #include "sip/SipStack.h"
 #include "sip/UserAgent.h"
 #include "sip/Voice.h"
@@ -43,6 +44,7 @@ private:
         std::string uri;
         std::string user;
         std::string host;
+        std::string password;  // empty: none is known
     };
 
     void tell(int call, const std::string& what) override;
@@ -59,6 +61,8 @@ private:
     void happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event);
     void comesIn(nua_handle_t* handle, const SipEvent& event);
     const Account* accountFor(const sip_t& message) const;
+    void introduce(Dialog& dialog, const std::string& line) const;
+    void registerAccounts();
     std::string withCall(int call, const std::function<std::string(PhoneCall&)>& use);
     PhoneCall* find(int call);
     void withRecording(int recording, const std::function<void(Recording&)>& use);
@@ -80,6 +84,7 @@ private:
     bool m_isLeaving = false;
     int m_lastCall = 0;
     int m_lastRecording = 0;
+    std::vector<std::unique_ptr<Registration>> m_registrations;
     std::map<int, std::unique_ptr<PhoneCall>> m_calls;       // until their dialogs are over
     std::map<int, int> m_sessions;                           // the handles of recording sessions, by call
     std::map<int, bool> m_shownOn;                           // what the plug-in last showed of the call's recording

@@ -177,6 +177,9 @@ class TelephoneTest(unittest.TestCase):
         replayed = subprocess.run([PROGRAMS / "deskphone", "--json", "--log", "0", saved], capture_output=True, text=True)
         live = [line for line in telephone.story().splitlines() if line.startswith("{")]
         self.assertEqual(replayed.stdout.splitlines(), live)
+        told = [line for line in saved.read_text().splitlines() if line.startswith("# ")]
+        self.assertEqual(len(told), len(set(told)), told)
+        self.assertRegex(told[-1], r"^# \d\d:\d\d:\d\d\.\d\d\d call 1 hung up$")
 
     def hang_up_json(self, telephone, far_end):
         telephone.say("hangup 1")
@@ -225,6 +228,19 @@ class TelephoneTest(unittest.TestCase):
         self.assertEqual(caller.result(), 0, caller.errors())
         self.assertEqual(recorder.result(), 0, recorder.errors())
         self.finish(telephone)
+
+    def test_an_account_registers_with_its_password_and_no_other(self):
+        passwords = self.folder / "passwords"
+        passwords.write_text(f'# the office\n{LINE} "open sesame"\n')
+        for known, answer in (("open sesame", "200 OK"), ("another", "403 Wrong Password")):
+            registrar = self.party("registrar", password=known)
+            telephone = self.telephone("--registrar", registrar.uri, "--passwords", passwords, mode="disabled")
+            while "registration" not in telephone.story():  # told with the next step
+                telephone.say("getRecordingMode")
+                telephone.wait_for("getRecordingMode")
+            self.finish(telephone)
+            self.assertEqual(registrar.result(), 0, registrar.errors())
+            self.assertIn(f"{LINE} registration: {answer}", telephone.story())
 
     def test_a_record_aware_far_end_is_told(self):
         near, far = self.new_ear(), self.new_ear()
