@@ -141,16 +141,16 @@ void Media::aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& p
 
 void Media::flow(int recording, bool flows)
 {
-    post([this, recording, flows] {
-        if (const auto found = m_recordings.find(recording); found != m_recordings.end()) {
-            found->second.flows = flows;
-            found->second.reported = false;
-        }
-    });
+    const std::lock_guard<std::mutex> guard(m_gate);
+    m_flowing.erase(recording);
+    if (flows) {
+        m_flowing[recording] = false;
+    }
 }
 
 void Media::endRecording(int recording)
 {
+    flow(recording, false);
     post([this, recording] {
         if (const auto found = m_recordings.find(recording); found != m_recordings.end()) {
             if (const auto call = m_calls.find(found->second.call); call != m_calls.end()) {
@@ -257,17 +257,19 @@ void Media::listen(int number)
 /// Copies of a packet leave as it is.
 void Media::copy(const Call& call, Side side, const std::uint8_t* packet, std::size_t size)
 {
+    const std::lock_guard<std::mutex> guard(m_gate);
     for (const int number : call.copies) {
-        Recording& recording = m_recordings.at(number);
-        if (!recording.flows) {
+        const auto flowing = m_flowing.find(number);
+        if (flowing == m_flowing.end()) {
             continue;
         }
+        const Recording& recording = m_recordings.at(number);
         const bool sent = ::send(recording.sockets[side].descriptor(), packet, size, MSG_NOSIGNAL) >= 0;
         if (!sent && errno == ECONNREFUSED) {
-            recording.flows = false;
+            m_flowing.erase(flowing);
             m_reports.fails(number);
-        } else if (sent && !recording.reported) {
-            recording.reported = true;
+        } else if (sent && !flowing->second) {
+            flowing->second = true;
             m_reports.streams(number);
         }
     }

@@ -3,7 +3,9 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -28,7 +30,8 @@ enum Side : std::size_t { NEAR, FAR, NUMBER_OF_SIDES };
 
 /// Carries the sound of calls, and copies of it to recorders, packet by packet as they are, on a thread of its own.
 ///
-/// Every operation hands its request to that thread and returns at once; a call and a recording go by numbers.
+/// For any thread. Every operation but flow() hands its request to that thread; all return at once. A call and a
+/// recording go by numbers.
 class Media {
 public:
     struct Reports {
@@ -51,6 +54,7 @@ public:
     /// Copies of the call's sound go to a recorder as soon as flow() lets them.
     void record(int recording, int call, std::array<Socket, NUMBER_OF_SIDES> sockets);
     void aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& ports);
+    /// When it returns, no copy leaves that may not.
     void flow(int recording, bool flows);
     void endRecording(int recording);
 
@@ -58,8 +62,6 @@ private:
     struct Recording {
         int call;
         std::array<Socket, NUMBER_OF_SIDES> sockets;
-        bool flows = false;
-        bool reported = false;  // that it streams, or has failed
     };
     struct Call {
         Socket socket;
@@ -82,6 +84,9 @@ private:
     const Voice& m_voice;
     const Reports m_reports;
     Queue<std::function<void()>> m_requests;
+
+    std::mutex m_gate;              // held while copies are sent
+    std::map<int, bool> m_flowing;  // the recordings that may flow, and whether that was reported; guarded by m_gate
 
     // The thread's own.
     int m_poll;

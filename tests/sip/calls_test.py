@@ -178,7 +178,8 @@ class CallTest(unittest.TestCase):
         ports = self.recorder.port, self.far_end.port, self.phone.port
         capture.dissect_sip(ports)
         self.assertEqual(capture.count("_ws.malformed"), 0)
-        self.assertEqual(capture.count('sip && sip.Method == "INVITE" && mime_multipart && sdp && xml'), 1)
+        recorder = f"udp.dstport == {self.recorder.port}"
+        self.assertEqual(capture.count(f'{recorder} && sip.Method == "INVITE" && mime_multipart && sdp && xml'), 1)
         # INVITEs to the recorder, and the direction that each asks for.
         offers = capture.fields(
             f'sip.Method == "INVITE" && udp.dstport == {self.recorder.port}', "frame.time_epoch", "sdp.media_attr"
