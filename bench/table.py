@@ -79,6 +79,10 @@ ratio("... on the same processor", "oneWay/sameProcessor", "plugin", "bare")
 ratio("delivering and handling one of 100 queued events, to one of 10", "backlog", "100", "10", most=2)
 ratio("... one of 1000", "backlog", "1000", "10", most=2)
 ratio("starting and stopping the service, to two threads", "lifetime", "plugin", "bare", most=2)
+lifetimes = [process["lifetime"]["plugin"] for process in rounds]
+explored = load("orders.json")
+row("an order of events, to starting and stopping the service by threads",
+    f"{1e9 * explored['seconds'] / explored['orders'] / statistics.median(lifetimes):.2f}", "shown", None)
 ratio("a level test that is off, to an empty call", "levelTest", "plugin", "bare", most=1.5)
 
 computed = sum(process["levelTest"]["argumentsComputed"] for process in rounds)
