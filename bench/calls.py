@@ -108,6 +108,7 @@ def at_once(folder):
             for line in range(AT_ONCE):
                 phone.say(f"dial sip:{100 + line}@office {far_end.uri}")
                 await_command(phone, "LMSEventStreaming")
+            ports = udp_ports(phone.pid)
             time.sleep(SECONDS)
             for number in range(1, AT_ONCE + 1):
                 phone.say(f"hangup {number}")
@@ -129,7 +130,7 @@ def at_once(folder):
         if destination in answered:
             copies[header].append(when)
             first.setdefault(destination, when)
-        else:
+        elif source in ports or destination in ports:
             originals.setdefault(header, []).append(when)
     begin = max(first.values()) + 0.5
     end = begin + SECONDS - 2
