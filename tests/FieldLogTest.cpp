@@ -256,7 +256,7 @@ TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
     const std::string mixed = two.substr(0, list) + two.substr(query) + two.substr(list, query - list);
     EXPECT_EQ(replayOf(mixed).errors, "4" + std::string(SAME));
     // A query goes on while the event asks the same, and ends behind it.
-    const std::string crossing = logOf("start\ngetCallRecordingOn a\nLMSDestroySession 1\ngetRecordingMode\n", 6);
+    const std::string crossing = logOf("start\ngetCallRecordingOn \"\"\nLMSDestroySession 1\ngetRecordingMode\n", 6);
     const std::size_t read = crossing.find("getRecordingActivation");
     const std::size_t rest = crossing.rfind('\n', read) + 1;
     const std::size_t events = crossing.rfind('\n', crossing.find("LMSDestroySession(")) + 1;
@@ -288,6 +288,12 @@ TEST(FieldLog, TellsTheFirstRecordThatDiffers)
     EXPECT_THAT(changed("(20.*)Z(.*Create LMS.*)", "$&\n$1$2").errors,
                 HasSubstr("first at LOG:5\n  the log:    \"MediaRecordingService: Create LMSEventDispatcher\"\n"
                           "  the replay: nothing\n"));
+    const std::string twice = logOf("start\nfeatureKeyDefinitionChanged 1 56\nfeatureKeyDefinitionChanged 2 56\n", 6);
+    const std::regex last("20.*recordingOn = false\n");
+    EXPECT_THAT(
+        replayOf(std::regex_replace(twice, last, "", std::regex_constants::format_first_only)).errors,
+        HasSubstr("first at LOG:11\n  the log:    \"MediaRecordingService: featureKeyDefinitionChanged(keyIndex = "
+                  "2, keyFunction = 56)\"\n"));
     EXPECT_EQ(changed("20.*Create LMS.*", "$&\n$&").errors,
               "LOG:5: the record stands twice; the second one is passed over\n3" + std::string(SAME));
 }

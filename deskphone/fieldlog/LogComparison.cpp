@@ -133,8 +133,10 @@ public:
                 m_at = free;
                 take();
             } else if (free == m_next.size() && m_records.allRead()) {
-                m_whole.m_endsEarly = true;
-                return;
+                if (!takeBack(FARTHEST)) {
+                    m_whole.m_endsEarly = true;
+                    return;
+                }
             } else if (!lowersLevel()) {
                 findNext();
             }
