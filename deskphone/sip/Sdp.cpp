@@ -5,7 +5,9 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
+#include <sstream>
 
 namespace deskphone {
 
@@ -75,6 +77,49 @@ Stream readStream(const sdp_media_t& media)
     return stream;
 }
 
+bool isToken(const std::string& text, const char* also)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), [also](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+               std::strchr(also, c) != nullptr;
+    });
+}
+
+/// KIND PORT TRANSPORT FORMAT..., with a blank between each. At a list that holds anything else the library's parser
+/// never ends, and takes all memory.
+bool isMediaLine(const std::string& value)
+{
+    std::istringstream parts(value + ' ');
+    int count = 0;
+    for (std::string part; std::getline(parts, part, ' '); ++count) {
+        if (!isToken(part, count == 2 ? "/-_." : count == 1 ? "/" : "-_.+*")) {
+            return false;
+        }
+    }
+    return count >= 4;
+}
+
+/// The lines that a telephone uses; false when one is none of a description.
+bool takeUsedLines(const std::string& text, std::string& used)
+{
+    constexpr const char* USED = "vosctma";
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        const bool isPlain =
+            std::all_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= ' '; });
+        if (!isPlain || line.size() < 3 || line[1] != '=' || (line[0] == 'm' && !isMediaLine(line.substr(2)))) {
+            return false;
+        }
+        if (std::strchr(USED, line[0]) != nullptr) {
+            used += line + "\r\n";
+        }
+    }
+    return true;
+}
+
 const char* nameOf(const Direction& direction)
 {
     return direction.sends ? (direction.receives ? "sendrecv" : "sendonly")
@@ -85,11 +130,12 @@ const char* nameOf(const Direction& direction)
 
 bool readDescription(const std::string& text, std::vector<Stream>& streams)
 {
-    if (text.size() > LARGEST || text.find('\0') != std::string::npos) {
+    std::string used;
+    if (text.size() > LARGEST || !takeUsedLines(text, used)) {
         return false;
     }
     const std::unique_ptr<sdp_parser_t, decltype(&sdp_parser_free)> parser(
-        sdp_parse(nullptr, text.data(), static_cast<issize_t>(text.size()), sdp_f_mode_0000), sdp_parser_free);
+        sdp_parse(nullptr, used.data(), static_cast<issize_t>(used.size()), sdp_f_mode_0000), sdp_parser_free);
     const sdp_session_t* const session = sdp_session(parser.get());
     if (session == nullptr) {
         return false;

@@ -267,7 +267,8 @@ class TelephoneTest(unittest.TestCase):
             "To: <sip:100@office>\r\nCall-ID: i{0}\r\nCSeq: 1 INVITE\r\nMax-Forwards: 70\r\nContact: <sip:a@127.0.0.1:9>\r\n"
             "Content-Type: application/sdp\r\nContent-Length: {2}\r\n\r\n{3}"
         )
-        bodies = ["nonsense", sdp(), sdp(4000, formats="18"), "v=0\r\n" + "m=audio 4000 RTP/AVP 8\r\n" * 2000]
+        # The second and third are such that the library's parser would take all memory.
+        bodies = ["nonsense", sdp(4000).replace(" 8", ""), sdp(4000, formats=",").replace("RTP", "X"), sdp(), "v=0\r\n" + "m=audio 4000 RTP/AVP 8\r\n" * 2000]
         with contextlib.closing(self.new_ear()) as attacker:
             for number in range(500):
                 attacker.socket.sendto(options.format(number).encode(), target)
