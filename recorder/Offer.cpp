@@ -7,8 +7,10 @@
 #include <sofia-sip/su_alloc.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 namespace recorder {
@@ -20,6 +22,7 @@ constexpr const char* METADATA_TYPE = "application/rs-metadata+xml";
 constexpr const char* MULTIPART = "multipart/";
 constexpr std::size_t MOST_PARTS = 16;
 constexpr std::size_t MOST_STREAMS = 16;
+constexpr std::size_t LONGEST_OFFER = 16384;
 
 struct HomeCloser {
     void operator()(su_home_t* home) const { ::su_home_unref(home); }
@@ -95,6 +98,43 @@ OfferedStream readStream(const sdp_media_t& media)
     return stream;
 }
 
+/// KIND PORT TRANSPORT FORMAT... At a list that holds anything else the library's parser never ends, and takes all
+/// memory.
+bool isMediaLine(const std::string& value)
+{
+    constexpr const char* TOKEN = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ/-_.+*";
+    std::istringstream words(value + ' ');
+    int count = 0;
+    for (std::string word; std::getline(words, word, ' '); ++count) {
+        if (word.empty() || word.find_first_not_of(TOKEN) != std::string::npos) {
+            return false;
+        }
+    }
+    return count >= 4;
+}
+
+/// The lines of a description that a recorder uses.
+std::string usedLines(const std::string& sdp)
+{
+    constexpr const char* USED = "vosctma";
+    std::string used;
+    std::istringstream lines(sdp);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        const bool isPlain =
+            std::all_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= ' '; });
+        if (!isPlain || line.size() < 3 || line[1] != '=' || (line[0] == 'm' && !isMediaLine(line.substr(2)))) {
+            throw std::runtime_error("unreadable SDP: a line that none may have");
+        }
+        if (std::strchr(USED, line[0]) != nullptr) {
+            used += line + "\r\n";
+        }
+    }
+    return used;
+}
+
 }  // namespace
 
 Body readBody(const sip_t& message)
@@ -125,8 +165,12 @@ Body readBody(const sip_t& message)
 
 std::vector<OfferedStream> readOffer(const std::string& sdp)
 {
+    if (sdp.size() > LONGEST_OFFER) {
+        throw std::runtime_error("an SDP of " + std::to_string(sdp.size()) + " bytes");
+    }
+    const std::string used = usedLines(sdp);
     const Home home = makeHome();
-    sdp_parser_t* const parser = ::sdp_parse(home.get(), sdp.data(), static_cast<issize_t>(sdp.size()), 0);
+    sdp_parser_t* const parser = ::sdp_parse(home.get(), used.data(), static_cast<issize_t>(used.size()), 0);
     const sdp_session_t* const session = ::sdp_session(parser);
     if (session == nullptr) {
         const char* const reason = ::sdp_parsing_error(parser);

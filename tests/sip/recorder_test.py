@@ -178,6 +178,8 @@ class RecorderTest(unittest.TestCase):
             "no offer": (488, "", {}),
             "no SDP": (488, "hello", {}),
             "no stream": (488, offer.split("m=")[0], {}),
+            "no format": (488, offer.replace("AVP 0", "AVP"), {}),
+            "formats torn": (488, offer.replace("AVP 0", "AVP 0,\x018"), {}),
             "no G.711": (488, offer.replace("AVP 0", "AVP 9"), {}),
             "no speech": (488, offer.replace("m=audio", "m=video"), {}),
             "no address": (488, offer.replace("IN IP4 127.0.0.1", "IN IP4 somewhere"), {}),
