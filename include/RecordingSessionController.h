@@ -33,8 +33,8 @@ public:
     int numberOfSessions();
     void emergencyTidyUp();
 
-    /// Room for a line that a machine hands out, which saves an allocation for each status. The machines use it one at a
-    /// time.
+    /// Room for a line that a machine hands out, which saves an allocation for each status. The machines use it one at
+    /// a time.
     std::string& spareText() { return m_spareText; }
 
     // Steps of createSession(), under its lock.
