@@ -268,6 +268,7 @@ void await(std::vector<Process>& processes, Outcomes& outcomes)
     Progress progress(static_cast<unsigned>(processes.size()));
     for (std::size_t open = processes.size(); open > 0; progress.show()) {
         std::vector<pollfd> ends;
+        ends.reserve(processes.size());
         for (const Process& process : processes) {
             ends.push_back({process.isOpen ? process.outcomes : -1, POLLIN, 0});
         }
