@@ -132,8 +132,10 @@ void Media::aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& p
         if (const auto found = m_recordings.find(recording); found != m_recordings.end()) {
             for (const Side side : {NEAR, FAR}) {
                 // Connected, so that a closed port shows as an error of the next packet.
-                ::connect(found->second.sockets[side].descriptor(), reinterpret_cast<const sockaddr*>(&ports[side]),
-                          sizeof ports[side]);
+                if (::connect(found->second.sockets[side].descriptor(), reinterpret_cast<const sockaddr*>(&ports[side]),
+                              sizeof ports[side]) != 0) {
+                    m_reports.fails(recording);
+                }
             }
         }
     });
@@ -265,7 +267,7 @@ void Media::copy(const Call& call, Side side, const std::uint8_t* packet, std::s
         }
         const Recording& recording = m_recordings.at(number);
         const bool sent = ::send(recording.sockets[side].descriptor(), packet, size, MSG_NOSIGNAL) >= 0;
-        if (!sent && errno == ECONNREFUSED) {
+        if (!sent && errno != EAGAIN && errno != ENOBUFS) {
             m_flowing.erase(flowing);
             m_reports.fails(number);
         } else if (sent && !flowing->second) {

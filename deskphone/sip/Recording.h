@@ -54,7 +54,7 @@ public:
 
     // By the thread for sound.
     void firstCopiesSent();
-    void portIsClosed() { fail(503, "the recorder's port is closed"); }
+    void portIsClosed() { fail(503, "the recorder cannot be reached"); }
 
     const Numbers& numbers() const { return m_numbers; }
     bool hasEnded() const { return m_state == ENDED; }
