@@ -1,5 +1,6 @@
 """What goes over the loopback interface, as tshark sees it."""
 
+import re
 import signal
 import subprocess
 import time
@@ -20,12 +21,12 @@ class Capture:
         self._tshark.wait_for("Capture started")
         return self
 
-    def wait_for(self, text, times):
-        """Until the capture holds these bytes so often; what was sent comes to it with a delay."""
+    def wait_for(self, pattern, times=1):
+        """Until the capture holds such bytes so often; what was sent comes to it with a delay."""
         deadline = time.monotonic() + PATIENCE
-        while self._file.read_bytes().count(text) < times:
+        while len(re.findall(pattern, self._file.read_bytes())) < times:
             if time.monotonic() > deadline:
-                raise AssertionError(f"{text} was not captured {times} times")
+                raise AssertionError(f"{pattern} was not captured {times} times")
             time.sleep(0.01)
 
     def __exit__(self, *_):
