@@ -311,7 +311,7 @@ TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
         ::testing::Not(HasSubstr(SAME)));
     const std::string late =
         logOf("start\nLMSCreateSession a 7\nLMSDestroySession 1\nLMSCreateSession a 8\nLMSEventAttached 2 3 8\n", 6);
-    const Played counted = replayOf(late.substr(late.find("\n", late.find("LMSDestroySession(")) + 1), " --save -");
+    const Played counted = replayOf(late.substr(late.find('\n', late.find("LMSDestroySession(")) + 1), " --save -");
     EXPECT_THAT(counted.errors,
                 HasSubstr("LOG:1: the log begins inside an operation: passed over up to where one begins\n"));
     EXPECT_THAT(counted.errors, HasSubstr("LOG:1: sessions are counted from 1: the log's handles have 1 more\n"));
