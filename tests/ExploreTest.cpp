@@ -10,7 +10,6 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 TEST(Stories, FailInNoOrderWithOnePreemption)
