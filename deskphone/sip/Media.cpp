@@ -121,15 +121,16 @@ void Media::record(int recording, int call, std::array<Socket, NUMBER_OF_SIDES> 
     post([this, recording, call, held = std::make_shared<decltype(sockets)>(std::move(sockets))] {
         if (const auto found = m_calls.find(call); found != m_calls.end()) {
             found->second.copies.push_back(recording);
-            m_recordings.emplace(recording, Recording{call, std::move(*held)});
+            m_recordings.emplace(recording, Recording{call, std::move(*held), {}});
         }
     });
 }
 
-void Media::aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& ports)
+void Media::aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& ports, Codec codec)
 {
-    post([this, recording, ports] {
+    post([this, recording, ports, codec] {
         if (const auto found = m_recordings.find(recording); found != m_recordings.end()) {
+            found->second.codec = codec;
             for (const Side side : {NEAR, FAR}) {
                 // Connected, so that a closed port shows as an error of the next packet.
                 if (::connect(found->second.sockets[side].descriptor(), reinterpret_cast<const sockaddr*>(&ports[side]),
@@ -262,10 +263,10 @@ void Media::copy(const Call& call, Side side, const std::uint8_t* packet, std::s
     const std::lock_guard<std::mutex> guard(m_gate);
     for (const int number : call.copies) {
         const auto flowing = m_flowing.find(number);
-        if (flowing == m_flowing.end()) {
+        const Recording& recording = m_recordings.at(number);
+        if (flowing == m_flowing.end() || recording.codec != call.path.codec) {
             continue;
         }
-        const Recording& recording = m_recordings.at(number);
         const bool sent = ::send(recording.sockets[side].descriptor(), packet, size, MSG_NOSIGNAL) >= 0;
         if (!sent && errno != EAGAIN && errno != ENOBUFS) {
             m_flowing.erase(flowing);

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -53,7 +54,8 @@ public:
 
     /// Copies of the call's sound go to a recorder as soon as flow() lets them.
     void record(int recording, int call, std::array<Socket, NUMBER_OF_SIDES> sockets);
-    void aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& ports);
+    /// Where they go. Before that none leaves, and none of another codec.
+    void aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& ports, Codec codec);
     /// When it returns, no copy leaves that may not.
     void flow(int recording, bool flows);
     void endRecording(int recording);
@@ -62,6 +64,7 @@ private:
     struct Recording {
         int call;
         std::array<Socket, NUMBER_OF_SIDES> sockets;
+        std::optional<Codec> codec;  // none until it is aimed
     };
     struct Call {
         Socket socket;
