@@ -198,6 +198,13 @@ Played replayOf(const std::string& log, const std::string& options = "")
 
 constexpr const char* SAME = " commands; the replay logs the same\n";
 
+TEST(FieldLog, KnowsALineThatMayBeAskedWhetherItIsInACall)
+{
+    const std::string scenario = "start\nsetRecordingModeConfig manual\nactivateRecording a\nisInCall a\n";
+    EXPECT_EQ(replayOf(logOf(scenario, 6)).errors,
+              "LOG:34: the log does not tell which line is asked about; one that is known\n4" + std::string(SAME));
+}
+
 TEST(FieldLog, TellsWhichServicesWereFoundAtEitherLevel)
 {
     for (const int level : {5, 6}) {

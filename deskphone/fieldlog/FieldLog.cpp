@@ -255,14 +255,15 @@ void FieldLog::played(const Step& step)
     }
     const std::string& name = step.command.front();
     for (const auto& ofThread : step.log) {
-        std::string entered;
+        std::optional<std::string> entered;
         for (const LogLine& log : ofThread) {
             if (std::optional<std::string> line = lineEntered(log.text)) {
                 entered = *m_listed.insert(std::move(*line)).first;
             }
-            const bool hasMachine =
-                log.text == "getSessionInCall()" || name == "getRecordingStateMachineCreateNewIfNeeded";
-            if (hasMachine && m_listed.count(entered) != 0) {
+            // The machines that speak while a line's status is told are other lines'.
+            const bool hasMachine = (log.component == "RecordingStateMachine" && name != "setLineStatus") ||
+                                    name == "getRecordingStateMachineCreateNewIfNeeded";
+            if (hasMachine && entered) {
                 m_knownMachine = entered;
             }
         }
