@@ -56,35 +56,52 @@ bool readPlace(const std::string& text, NetworkSettings& network)
            !network.address.empty();
 }
 
+using Names = std::vector<std::string>;
+
+/// No option of the first list goes with another one of the second.
+struct Apart {
+    Names ones;
+    Names others;
+};
+
+const std::vector<Apart> apart{
+    {{"--json", "--ladder", "--statechart", "--coverage"}, {"--json", "--ladder", "--statechart", "--coverage"}},
+    {{"--check", "--accept", "--explore", "--random", "--order"},
+     {"--check", "--accept", "--explore", "--random", "--order", "--coverage", "--from-log", "--sip"}},
+    {{"--check", "--accept", "--explore", "--random"},
+     {"--ladder", "--statechart", "--chart", "--save", "--log-file", "--line", "--steps", "--only"}},
+    {{"--explore", "--random"}, {"--json"}},
+    {{"--order"}, {"--preemptions", "--jobs"}},
+    {{"--coverage"}, {"--chart", "--line", "--steps", "--only", "--sip"}},
+};
+
+void checkApart(const CLI::App& app)
+{
+    for (const auto& [ones, others] : apart) {
+        for (const std::string& one : ones) {
+            for (const std::string& other : others) {
+                if (one != other && app.count(one) > 0 && app.count(other) > 0) {
+                    throw std::runtime_error(one + " does not go with " + other);
+                }
+            }
+        }
+    }
+}
+
+/// The state machine can be drawn by itself.
+bool playsNothing(const Options& options, const std::vector<std::string>& scenarios)
+{
+    return options.form == Form::STATE_CHART && scenarios.empty() && options.fromLog.empty();
+}
+
 void checkCombination(const Options& options, const std::vector<std::string>& scenarios)
 {
     if (options.proof != Proof::NONE &&
         (scenarios.empty() || std::find(scenarios.begin(), scenarios.end(), "-") != scenarios.end())) {
         throw std::runtime_error("--check and --accept: expected SCENARIO files");
     }
-    if (options.proof != Proof::NONE &&
-        ((options.form != Form::TEXT && options.form != Form::JSON) || !options.chart.empty() ||
-         !options.selection.isAll() || !options.fromLog.empty() || !options.save.empty() || !options.logFile.empty())) {
-        throw std::runtime_error(
-            "--check and --accept take the whole text or --json: expected no other form, no part and no other file");
-    }
-    if (options.network.given() && (options.proof != Proof::NONE || options.form == Form::COVERAGE)) {
-        throw std::runtime_error("--sip is for one run: expected neither --check, --accept nor --coverage");
-    }
     if (options.network.given() && options.network.accounts.empty()) {
         throw std::runtime_error("--sip: expected at least one --account");
-    }
-    if (options.orders.which != Orders::ANY && (options.proof != Proof::NONE || !options.fromLog.empty() ||
-                                                options.form == Form::COVERAGE || options.network.given())) {
-        throw std::runtime_error(
-            "--explore, --random and --order play SCENARIOs: expected neither --check, --accept, --from-log, --sip nor "
-            "--coverage");
-    }
-    if ((options.orders.which == Orders::ALL || options.orders.which == Orders::RANDOM) &&
-        (options.form != Form::TEXT || !options.chart.empty() || !options.selection.isAll() || !options.save.empty() ||
-         !options.logFile.empty())) {
-        throw std::runtime_error(
-            "--explore and --random print what the orders lead to: expected --order with what shows a run");
     }
     const bool saves = options.save == "-";
     if ((saves || options.chart == "-") && (options.form != Form::TEXT || options.save == options.chart)) {
@@ -109,21 +126,22 @@ void checkCombination(const Options& options, const std::vector<std::string>& sc
         }
         others.emplace_back(file, "written");
     }
-    if (!options.chart.empty() && (options.form == Form::COVERAGE || (scenarios.empty() && options.fromLog.empty() &&
-                                                                      options.form == Form::STATE_CHART))) {
-        throw std::runtime_error(
-            "--chart shows one run: expected neither --coverage nor --statechart without SCENARIO");
+    if (playsNothing(options, scenarios) &&
+        !(options.chart.empty() && options.save.empty() && options.logFile.empty())) {
+        throw std::runtime_error("--statechart without SCENARIO plays nothing: expected no other file");
     }
 }
 
 std::vector<std::vector<std::string>> runsOf(const std::vector<std::string>& scenarios, const Options& options)
 {
-    const Form form = options.form;
-    if (scenarios.empty()) {
-        return form == Form::STATE_CHART ? std::vector<std::vector<std::string>>{}
-                                         : std::vector<std::vector<std::string>>{{"-"}};
+    if (playsNothing(options, scenarios)) {
+        return {};
     }
-    if (form != Form::COVERAGE && options.proof == Proof::NONE) {
+    if (scenarios.empty()) {
+        return options.fromLog.empty() ? std::vector<std::vector<std::string>>{{"-"}}
+                                       : std::vector<std::vector<std::string>>{{}};
+    }
+    if (options.form != Form::COVERAGE && options.proof == Proof::NONE) {
         return {scenarios};
     }
     // Each as if it were alone, so that any set can be asked about.
@@ -145,27 +163,14 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         "the plug-in does to the telephone.",
         "deskphone");
     app.set_version_flag("--version", "deskphone " DESKPHONE_VERSION);
-    const std::vector<std::pair<CLI::Option*, Form>> forms = {
-        {app.add_flag("--json")->description("Print one JSON object a line"), Form::JSON},
-        {app.add_flag("--ladder")->description("Draw arrows between the telephone's services, as wide as the terminal"),
-         Form::LADDER},
-        {app.add_flag("--statechart")
-             ->description(
-                 "Print the state machine as Mermaid, with how often the SCENARIOs, if any, made each transition"),
-         Form::STATE_CHART},
-        {app.add_flag("--coverage")
-             ->description(
-                 "Print which transitions and actions of the state machine the SCENARIOs reached, each played on "
-                 "a telephone of its own"),
-         Form::COVERAGE},
-    };
-    for (const auto& one : forms) {
-        for (const auto& other : forms) {
-            if (one.first != other.first) {
-                one.first->excludes(other.first);
-            }
-        }
-    }
+    app.add_flag("--json")->description("Print one JSON object a line");
+    app.add_flag("--ladder")->description("Draw arrows between the telephone's services, as wide as the terminal");
+    app.add_flag("--statechart")
+        ->description("Print the state machine as Mermaid, with how often the SCENARIOs, if any, made each transition");
+    app.add_flag("--coverage")
+        ->description(
+            "Print which transitions and actions of the state machine the SCENARIOs reached, each played on a telephone "
+            "of its own");
     app.add_option(
            "--chart", options.chart,
            "Also write the run as sequence charts in Mermaid to this Markdown file, or, for a name in .svg, as a picture; "
@@ -180,30 +185,24 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         ->check(refusedFile)
         ->type_name("FILE");
     app.add_flag("--states", options.states, "With --json: also what the lines' machines do and when the lamp changes")
-        ->needs(forms.front().first);
-    CLI::Option* const check = app.add_flag("--check")->description(
+        ->needs("--json");
+    app.add_flag("--check")->description(
         "Play each SCENARIO on a telephone of its own and compare its output with NAME.expected beside it");
-    CLI::Option* const accept =
-        app.add_flag("--accept")
-            ->description("Write these files from the output of the SCENARIOs that are played to the end")
-            ->excludes(check);
+    app.add_flag("--accept")
+        ->description("Write these files from the output of the SCENARIOs that are played to the end");
     std::string steps;
     std::vector<std::string> kinds;
-    for (CLI::Option* const option :
-         {app.add_option("--line", options.selection.lines,
-                         "Show only the steps that touch this line; may come again for others")
-              ->type_name("LINE")
-              ->allow_extra_args(false),
-          app.add_option("--steps", steps, "Show only the steps from A to B")->type_name("A-B"),
-          app.add_option(
-                 "--only", kinds,
-                 "Show only the steps with changes (of a state, the lamp or a told value) or with warnings; may "
-                 "come twice")
-              ->check(CLI::IsMember({"changes", "warnings"}))
-              ->option_text("changes|warnings")
-              ->allow_extra_args(false)}) {
-        option->excludes(forms.back().first);
-    }
+    app.add_option("--line", options.selection.lines,
+                   "Show only the steps that touch this line; may come again for others")
+        ->type_name("LINE")
+        ->allow_extra_args(false);
+    app.add_option("--steps", steps, "Show only the steps from A to B")->type_name("A-B");
+    app.add_option("--only", kinds,
+                   "Show only the steps with changes (of a state, the lamp or a told value) or with warnings; may come "
+                   "twice")
+        ->check(CLI::IsMember({"changes", "warnings"}))
+        ->option_text("changes|warnings")
+        ->allow_extra_args(false);
     std::string place;
     CLI::Option* const sip =
         app.add_option(
@@ -230,28 +229,20 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         ->option_text("SECONDS=32");
     OrdersAsked& orders = options.orders;
     orders.jobs = std::max(1U, std::thread::hardware_concurrency());
-    CLI::Option* const explore =
-        app.add_flag("--explore")
-            ->description(
-                "Play all orders of events in which the commands between at-once and end can come, with few "
-                "preemptions, and tell what they lead to");
-    CLI::Option* const random = app.add_option("--random", orders.count, "Play so many random ones instead")
-                                    ->type_name("COUNT")
-                                    ->excludes(explore);
-    CLI::Option* const order =
-        app.add_option("--order", orders.code, "Play the SCENARIOs in this order of events, which was found before")
-            ->type_name("CODE")
-            ->excludes(explore)
-            ->excludes(random);
+    app.add_flag("--explore")
+        ->description(
+            "Play all orders of events in which the commands between at-once and end can come, with few preemptions, "
+            "and tell what they lead to");
+    app.add_option("--random", orders.count, "Play so many random ones instead")->type_name("COUNT");
+    app.add_option("--order", orders.code, "Play the SCENARIOs in this order of events, which was found before")
+        ->type_name("CODE");
     app.add_option("--preemptions", orders.preemptions, "How often at most a thread that could go on has to wait")
         ->option_text("N=2")
-        ->check(CLI::Range(9))
-        ->excludes(order);
-    app.add_option("--seed", orders.seed, "Where the random orders begin")->option_text("S=1")->needs(random);
+        ->check(CLI::Range(9));
+    app.add_option("--seed", orders.seed, "Where the random orders begin")->option_text("S=1")->needs("--random");
     app.add_option("--jobs", orders.jobs, "How many processes play orders; by default as many as there are processors")
         ->type_name("N")
-        ->check(CLI::Range(1, 256))
-        ->excludes(order);
+        ->check(CLI::Range(1, 256));
     app.add_option("--plugin", options.plugin, "The plug-in to load instead of this program's own")->type_name("FILE");
     std::string logLevel = std::to_string(options.logLevel);
     app.add_option("--log", logLevel, "The log level at the beginning, 0 (nothing) to 6 (everything)")
@@ -269,29 +260,30 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         status = app.exit(answer) == 0 ? 0 : 2;
         return false;
     }
-    for (const auto& [option, form] : forms) {
-        options.form = option->count() > 0 ? form : options.form;
-    }
-    options.proof = check->count() > 0 ? Proof::CHECK : accept->count() > 0 ? Proof::ACCEPT : Proof::NONE;
+    const auto given = [&app](const char* option) { return app.count(option) > 0; };
+    checkApart(app);
+    options.form = given("--json")         ? Form::JSON
+                   : given("--ladder")     ? Form::LADDER
+                   : given("--statechart") ? Form::STATE_CHART
+                   : given("--coverage")   ? Form::COVERAGE
+                                           : Form::TEXT;
+    options.proof = given("--check") ? Proof::CHECK : given("--accept") ? Proof::ACCEPT : Proof::NONE;
+    orders.which = given("--explore")  ? Orders::ALL
+                   : given("--random") ? Orders::RANDOM
+                   : given("--order")  ? Orders::ONE
+                                       : Orders::ANY;
     if (!steps.empty() && !readSteps(steps, options.selection)) {
         throw std::runtime_error("--steps: expected A-B, the numbers of the first and the last step, not " + steps);
     }
     for (const std::string& kind : kinds) {
         (kind == "changes" ? options.selection.changes : options.selection.warnings) = true;
     }
-    if (sip->count() > 0 && !readPlace(place, options.network)) {
+    if (given("--sip") && !readPlace(place, options.network)) {
         throw std::runtime_error("--sip: expected ADDRESS[:PORT], not " + place);
     }
-    orders.which = explore->count() > 0  ? Orders::ALL
-                   : random->count() > 0 ? Orders::RANDOM
-                   : order->count() > 0  ? Orders::ONE
-                                         : Orders::ANY;
     checkCombination(options, scenarios);
     options.logLevel = std::stoi(logLevel);
     options.runs = runsOf(scenarios, options);
-    if (!options.fromLog.empty() && scenarios.empty()) {
-        options.runs = {{}};
-    }
     return true;
 }
 

@@ -104,7 +104,7 @@ TEST_F(Chart, RefusesWhatDoesNotGoTogether)
 {
     for (const std::string options :
          {"--json --ladder", "--coverage --statechart", "--chart a.scenario", "--chart '' -", "--chart a a",
-          "--chart a --coverage b", "--chart a --statechart", "--chart /"}) {
+          "--chart a --coverage b", "--chart a --statechart", "--save a --statechart", "--chart /"}) {
         const Played run = deskphone(options);
         EXPECT_EQ(run.status, 2) << options;
         EXPECT_NE(run.errors, "") << options;

@@ -135,9 +135,10 @@ TEST(Explore, RefusesWhatItCannotPlay)
 {
     const TemporaryFile file(TWO_WAYS);
     const std::vector<std::pair<std::string, std::string>> mistakes = {
-        {"--explore --json", "print what the orders lead to"},
-        {"--explore --order usual", "excludes"},
-        {"--random 10 --check", "neither --check"},
+        {"--explore --json", "--explore does not go with --json"},
+        {"--explore --order usual", "--explore does not go with --order"},
+        {"--random 10 --check", "--check does not go with --random"},
+        {"--order usual --from-log LOG", "--order does not go with --from-log"},
         {"--order 5:", "not 5:"},
         {"--order 5:1,4:1", "not 5:1,4:1"},
         {"--order 5:1x", "not 5:1x"},
