@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
@@ -185,6 +186,27 @@ private:
 
 constexpr const char* BROKEN_OFF = "broken off  ";
 
+std::string expectedFileOf(const std::string& scenario)
+{
+    const std::filesystem::path path(scenario);
+    return (path.extension() == ".scenario" ? (path.parent_path() / path.stem()).string() : scenario) + ".expected";
+}
+
+/// Throws std::runtime_error for different scenarios whose output is expected in the same file.
+void checkExpectedFiles(const std::vector<std::vector<std::string>>& runs)
+{
+    using std::filesystem::weakly_canonical;
+    std::map<std::filesystem::path, std::string> scenarios;
+    for (const auto& run : runs) {
+        const std::string& scenario = run.front();
+        const std::string file = expectedFileOf(scenario);
+        const std::string& first = scenarios.try_emplace(weakly_canonical(file), scenario).first->second;
+        if (weakly_canonical(first) != weakly_canonical(scenario)) {
+            throw std::runtime_error(first + " and " + scenario + ": the output of both is expected in " + file);
+        }
+    }
+}
+
 /// Plays each scenario by itself and holds its output against what is expected of it, or accepts it as that.
 class Proving {
 public:
@@ -193,6 +215,7 @@ public:
     /// Returns the exit status.
     int prove()
     {
+        checkExpectedFiles(m_options.runs);
         int status = 0;
         std::size_t agreeing = 0;
         for (const auto& scenarios : m_options.runs) {
@@ -234,9 +257,7 @@ private:
 
     int prove(const std::string& scenario)
     {
-        const std::filesystem::path path(scenario);
-        const std::string file =
-            (path.extension() == ".scenario" ? (path.parent_path() / path.stem()).string() : scenario) + ".expected";
+        const std::string file = expectedFileOf(scenario);
         const bool accepts = m_options.proof == Proof::ACCEPT;
         const bool isNew = !std::filesystem::exists(file);
         if (!std::filesystem::exists(scenario)) {
@@ -247,8 +268,8 @@ private:
         }
         const std::string expected = isNew ? "" : readFile(file);
         Shows shows;
-        shows.push_back(std::make_unique<Comparison>(expected.empty() ? m_options.form == Form::JSON : isJson(expected),
-                                                     m_options.states));
+        shows.push_back(std::make_unique<Comparison>(
+            expected.empty() ? Comparison::Form{m_options.form == Form::JSON, m_options.states} : formOf(expected)));
         const auto& comparison = static_cast<const Comparison&>(*shows.front());
         const int status = Run(m_plugin, m_options, nullptr, shows, m_toldOfSilence).play({scenario}, "");
         if (status != 0) {

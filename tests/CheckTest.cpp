@@ -58,6 +58,32 @@ TEST_F(Check, HoldsEachFormToWhatWasAcceptedInIt)
     }
 }
 
+TEST_F(Check, KeepsTheStatesThatWereAccepted)
+{
+    writeScenario("log 0\nsetRecordingModeConfig allcalls\nLMSCreateSession sip:1 7\n");
+    run("--json --states --accept");
+    const std::string accepted = contentOf(expected);
+    EXPECT_EQ(accepted, run("--json --states").output);
+    EXPECT_EQ(run("--check").output, "agrees   " + scenario.string() + "\n");
+    write(expected, std::regex_replace(accepted, std::regex("ATTACH_REQUESTED"), "STREAMING"));
+    EXPECT_THAT(differences(), AllOf(HasSubstr("\"to\":\"STREAMING\"}\n    + "), HasSubstr("ATTACH_REQUESTED")));
+    run("--accept");
+    EXPECT_EQ(contentOf(expected), accepted);
+}
+
+TEST_F(Check, RefusesScenariosThatShareAnExpectedFile)
+{
+    writeScenario("log 0\n");
+    const fs::path other = folder / "a.b";
+    write(other, "log 1\n");
+    const Played run = deskphone("--accept " + scenario.string() + ' ' + other.string());
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, "deskphone: " + scenario.string() + " and " + other.string() +
+                              ": the output of both is expected in " + expected.string() + "\n");
+    EXPECT_FALSE(fs::exists(expected));
+    EXPECT_EQ(deskphone("--accept " + scenario.string() + ' ' + (folder / "." / "a.b.scenario").string()).status, 0);
+}
+
 TEST_F(Check, PairsStepsSoThatOneMoreOrLessDoesNotMakeTheOthersDiffer)
 {
     for (const std::string form : {"", "--json "}) {

@@ -204,11 +204,11 @@ void compare(const Parts& expected, const Parts& printed, Report& report,
 
 }  // namespace
 
-Comparison::Comparison(bool json, bool states)
+Comparison::Comparison(Form form)
 {
     const Screen screen{m_printed, false, 0};
-    m_form =
-        json ? std::unique_ptr<Show>(std::make_unique<JsonShow>(screen, states)) : std::make_unique<TextShow>(screen);
+    m_form = form.json ? std::unique_ptr<Show>(std::make_unique<JsonShow>(screen, form.states))
+                       : std::make_unique<TextShow>(screen);
 }
 
 std::string Comparison::text() const
@@ -243,9 +243,11 @@ std::string Comparison::differences(const std::string& expected, const Screen& s
     return report.take();
 }
 
-bool isJson(const std::string& text)
+Comparison::Form formOf(const std::string& text)
 {
-    return !text.empty() && text.front() == '{';
+    // Inside a string of JSON no quote stands without a backslash before it.
+    const bool states = text.find(",\"from\":\"") != std::string::npos || text.find(",\"lamp\":") != std::string::npos;
+    return {!text.empty() && text.front() == '{', states};
 }
 
 }  // namespace deskphone

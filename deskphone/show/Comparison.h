@@ -13,8 +13,13 @@ namespace deskphone {
 /// from run to run.
 class Comparison : public Show {
 public:
-    /// As JSON, with states or without, or as the text for people.
-    Comparison(bool json, bool states);
+    /// JSON, with states or without, or the text for people.
+    struct Form {
+        bool json;
+        bool states;
+    };
+
+    explicit Comparison(Form form);
 
     void add(const Step& step) override { m_form->add(step); }
     bool showsMachines() const override { return m_form->showsMachines(); }
@@ -31,7 +36,7 @@ private:
     std::unique_ptr<Show> m_form;  // prints there
 };
 
-/// Whether an expected text is one of JSON.
-bool isJson(const std::string& text);
+/// The form of an expected text.
+Comparison::Form formOf(const std::string& text);
 
 }  // namespace deskphone
