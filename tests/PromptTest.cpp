@@ -41,7 +41,8 @@ TEST_P(ThePrompt, NamesTheWordOfAMistakeWithoutAPlaceAndGoesOn)
     terminal.until(PROMPT);
     EXPECT_EQ(terminal.answerTo("activaterecordng sip:1"),
               "unknown command \"activaterecordng\"; did you mean activateRecording?\r\n" + PROMPT);
-    EXPECT_EQ(terminal.answerTo("qiut"), "unknown command \"qiut\"; did you mean quit?\r\n" + PROMPT);
+    EXPECT_EQ(terminal.answerTo("lgo 3"), "unknown command \"lgo\"; did you mean log?\r\n" + PROMPT);
+    EXPECT_EQ(terminal.answerTo("xyzzy"), "unknown command \"xyzzy\"; help lists those that there are\r\n" + PROMPT);
     EXPECT_EQ(terminal.answerTo("log 7"), "log: \"7\" does not fit; expected a number from 0 to 6\r\n" + PROMPT);
     EXPECT_THAT(terminal.answerTo("stop"), HasSubstr("stop: the service does not run"));
     EXPECT_THAT(terminal.answerTo("exit now"), HasSubstr("\"now\" is one word too many"));

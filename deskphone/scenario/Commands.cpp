@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <climits>
-#include <numeric>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -158,21 +157,29 @@ std::optional<Place> findPlaceAfter(const Words& words)
     return pattern.hasPlace(index) ? std::optional<Place>(pattern.place(index)) : std::nullopt;
 }
 
-/// How many characters must be left out, put in or replaced to make one of the other, in whatever case.
+/// How many characters must be left out, put in, replaced or interchanged with their neighbours to make one of the
+/// other, in whatever case.
 std::size_t distance(const std::string& one, const std::string& other)
 {
-    const auto small = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    std::vector<std::size_t> row(other.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (const char c : one) {
-        std::size_t before = row[0]++;
-        for (std::size_t index = 0; index < other.size(); ++index) {
-            const std::size_t replaced = before + (small(c) == small(other[index]) ? 0 : 1);
-            before = row[index + 1];
-            row[index + 1] = std::min({replaced, before + 1, row[index] + 1});
+    const auto same = [&](std::size_t at, std::size_t otherAt) {
+        return std::tolower(static_cast<unsigned char>(one[at])) ==
+               std::tolower(static_cast<unsigned char>(other[otherAt]));
+    };
+    // Between their beginnings of these lengths.
+    std::vector<std::vector<std::size_t>> slips(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
+    for (std::size_t i = 0; i <= one.size(); ++i) {
+        for (std::size_t j = 0; j <= other.size(); ++j) {
+            std::size_t& least = slips[i][j] = i + j;
+            if (i > 0 && j > 0) {
+                least = std::min(
+                    {slips[i - 1][j - 1] + (same(i - 1, j - 1) ? 0 : 1), slips[i - 1][j] + 1, slips[i][j - 1] + 1});
+            }
+            if (i > 1 && j > 1 && same(i - 1, j - 2) && same(i - 2, j - 1)) {
+                least = std::min(least, slips[i - 2][j - 2] + 1);
+            }
         }
     }
-    return row.back();
+    return slips.back().back();
 }
 
 }  // namespace
