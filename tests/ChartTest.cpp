@@ -80,6 +80,21 @@ TEST_F(Chart, CutsALongRun)
     EXPECT_THAT(chart, HasSubstr("    Note over service,lamp: before#58; lamp on, sip#58;1 "));
 }
 
+TEST_F(Chart, OfMorePartsThanAnybodyReadsIsToldOf)
+{
+    const auto noticesOf = [this](int resets) {
+        std::string lines;
+        for (int i = 0; i < resets; ++i) {
+            lines += "reset\n";
+        }
+        return deskphone("--chart " + file.name(), lines).errors;
+    };
+    // A reset is two rows, its heading and an arrow.
+    EXPECT_EQ(noticesOf(400), "");
+    EXPECT_EQ(noticesOf(401),
+              "deskphone: " + file.name() + " holds 21 charts; --steps, --line and --only choose what is drawn\n");
+}
+
 TEST(Ladder, FitsTheWidth)
 {
     std::istringstream ladder(printed("--ladder" + ONE_RECORDING, "", "COLUMNS=80 "));

@@ -12,7 +12,7 @@ namespace deskphone {
 struct Happening;
 
 /// For people: the run as a ladder of arrows between the telephone's services, as wide as the screen. What is too long
-/// for it is cut. The lamp's column is a thick line while the lamp is on.
+/// for a row goes on in the next. The lamp's column is a thick line while the lamp is on.
 class Ladder : public Show {
 public:
     explicit Ladder(const Screen& screen);
