@@ -132,11 +132,14 @@ void Media::aim(int recording, const std::array<sockaddr_in, NUMBER_OF_SIDES>& p
         if (const auto found = m_recordings.find(recording); found != m_recordings.end()) {
             found->second.codec = codec;
             for (const Side side : {NEAR, FAR}) {
-                // Connected, so that a closed port shows as an error of the next packet.
-                if (::connect(found->second.sockets[side].descriptor(), reinterpret_cast<const sockaddr*>(&ports[side]),
-                              sizeof ports[side]) != 0) {
+                const int socket = found->second.sockets[side].descriptor();
+                // Connected, so that a closed port shows as an error of the next packet, unless it is left before.
+                if (::connect(socket, reinterpret_cast<const sockaddr*>(&ports[side]), sizeof ports[side]) != 0) {
                     m_reports.fails(recording);
                 }
+                int forgotten = 0;
+                socklen_t size = sizeof forgotten;
+                ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &forgotten, &size);
             }
         }
     });

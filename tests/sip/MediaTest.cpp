@@ -36,12 +36,20 @@ struct Ear {
 struct MediaTest : ::testing::Test {
     MediaTest()
     {
-        media.open(CALL, Socket("127.0.0.1"));
+        Socket socket("127.0.0.1");
+        call = socket.address();
+        media.open(CALL, std::move(socket));
         speak(Codec::PCMA);
         media.record(RECORDING, CALL, {Socket("127.0.0.1"), Socket("127.0.0.1")});
     }
 
     void speak(Codec codec) { media.direct(CALL, {farEnd.socket.address(), codec, {true, true}}); }
+    void hear() const
+    {
+        constexpr std::array<std::uint8_t, 172> packet{0x80, static_cast<std::uint8_t>(Codec::PCMA)};
+        ::sendto(farEnd.socket.descriptor(), packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&call),
+                 sizeof call);
+    }
     void aim(Codec codec) { media.aim(RECORDING, {near.socket.address(), far.socket.address()}, codec); }
     /// What was asked for before has been done, and packets have left since.
     void letSpeak(Codec codec) const
@@ -55,6 +63,7 @@ struct MediaTest : ::testing::Test {
 
     static constexpr int CALL = 1;
     static constexpr int RECORDING = 7;
+    sockaddr_in call{};
     const Ear farEnd, near, far;
     const Voice voice{"silence"};
     std::promise<int> streams, fails;
@@ -107,6 +116,20 @@ TEST_F(MediaTest, AClosedPortIsToldOnceAndTheCallGoesOn)
     media.flow(RECORDING, true);
     EXPECT_EQ(fails.get_future().get(), RECORDING);
     letSpeak(Codec::PCMA);
+}
+
+TEST_F(MediaTest, AClosedPortThatTheRecorderHasLeftDoesNotCount)
+{
+    const sockaddr_in closed = Socket("127.0.0.1").address();
+    media.aim(RECORDING, {near.socket.address(), closed}, Codec::PCMA);
+    media.flow(RECORDING, true);
+    near.hear();
+    hear();
+    letSpeak(Codec::PCMA);
+    aim(Codec::PCMA);
+    letSpeak(Codec::PCMA);
+    hear();
+    far.hear();
 }
 
 }  // namespace
