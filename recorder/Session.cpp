@@ -20,13 +20,7 @@ namespace recorder {
 
 namespace {
 
-constexpr std::int64_t MINUTE = std::int64_t{60} * SAMPLES_PER_SECOND;
-constexpr std::int64_t LONGEST_RECORDING = MINUTE * 60 * 24;
-constexpr std::int64_t LONGEST_SILENCE = 10 * MINUTE;
-// How far a stream's timestamps may be from the time when its packets arrive before they are no longer believed.
-constexpr std::int64_t TOLERANCE = SAMPLES_PER_SECOND;
-constexpr std::int64_t TOLERANCE_AFTER_PAUSE = SAMPLES_PER_SECOND / 10;
-constexpr std::uint16_t FARTHEST_SEQUENCE = 3000;
+constexpr std::int64_t LONGEST_RECORDING = std::int64_t{24} * 60 * 60 * SAMPLES_PER_SECOND;
 constexpr int MOST_METADATA = 100;
 
 const char* nameOf(Side side)
@@ -70,8 +64,8 @@ Session::~Session()
     }
     for (const Stream& stream : m_streams) {
         if (stream.offered.isUsable) {
-            summary += std::string("; ") + nameOf(stream.side) + ' ' + std::to_string(stream.packets) + " packets, " +
-                       std::to_string(stream.lost) + " lost";
+            summary += std::string("; ") + nameOf(stream.side) + ' ' + std::to_string(stream.track.packets()) +
+                       " packets, " + std::to_string(stream.track.lost()) + " lost";
         }
     }
     tell(summary + counted(m_late, " late") + counted(m_unexpected, " while paused") +
@@ -201,7 +195,7 @@ void Session::agree()
         m_isFlowing = flows;
         tell(flows ? "expects packets" : "is paused");
         for (Stream& stream : m_streams) {
-            stream.hasBegun = false;
+            stream.track.pause();
         }
     }
 }
@@ -258,8 +252,10 @@ void Session::record(Stream& stream, const std::uint8_t* data, std::size_t size)
         ++m_unexpected;
         return;
     }
-    const std::int64_t place = placeOf(stream, packet);
-    countLost(stream, packet);
+    if (!stream.track.hasBegun()) {
+        tell(std::string("first packet of the ") + nameOf(stream.side) + " side");
+    }
+    const std::int64_t place = stream.track.take(packet, now());
     std::vector<std::int16_t> samples(packet.size);
     std::transform(packet.payload, packet.payload + packet.size, samples.begin(),
                    stream.offered.isALaw ? ::alaw_to_linear : ::ulaw_to_linear);
@@ -274,53 +270,15 @@ void Session::record(Stream& stream, const std::uint8_t* data, std::size_t size)
     }
 }
 
-void Session::countLost(Stream& stream, const RtpPacket& packet)
-{
-    ++stream.packets;
-    const auto step = static_cast<std::uint16_t>(packet.sequence - stream.sequence);
-    if (!stream.hasBegun) {
-        stream.hasBegun = true;
-        tell(std::string("first packet of the ") + nameOf(stream.side) + " side");
-    } else if (step > 0 && step < FARTHEST_SEQUENCE) {
-        stream.lost += step - 1;
-    } else if (step > 0x10000 - FARTHEST_SEQUENCE) {
-        // One that was overtaken, and counted as lost then.
-        --stream.lost;
-        return;
-    }
-    stream.sequence = packet.sequence;
-}
-
-std::int64_t Session::placeOf(Stream& stream, const RtpPacket& packet)
-{
-    const std::int64_t arrival = now();
-    stream.place += static_cast<std::int32_t>(packet.timestamp - stream.timestamp);
-    stream.timestamp = packet.timestamp;
-    const std::int64_t tolerance = stream.hasBegun ? TOLERANCE : TOLERANCE_AFTER_PAUSE;
-    if (!stream.isKnown || packet.source != stream.source || std::abs(stream.place - arrival) > tolerance) {
-        stream.isKnown = true;
-        stream.source = packet.source;
-        stream.place = arrival;
-    }
-    return stream.place;
-}
-
+/// The place of what arrives now.
 std::int64_t Session::now()
 {
-    const Clock::time_point time = Clock::now();
-    if (!m_hasBegun) {
-        m_hasBegun = true;
-        m_start = time;
+    std::int64_t leftOut = 0;
+    const std::int64_t place = m_timeline.placeOf(Timeline::Clock::now(), m_file->end(), leftOut);
+    if (leftOut > 0) {
+        tell("leaves out " + seconds(leftOut) + " of silence");
     }
-    using Samples = std::chrono::duration<std::int64_t, std::ratio<1, SAMPLES_PER_SECOND>>;
-    const auto place = std::chrono::duration_cast<Samples>(time - m_start);
-    const Samples shortened = place - Samples(m_file->end() + LONGEST_SILENCE);
-    if (shortened.count() <= 0) {
-        return place.count();
-    }
-    m_start += shortened;
-    tell("leaves out " + seconds(shortened.count()) + " of silence");
-    return (place - shortened).count();
+    return place;
 }
 
 void Session::fail(const std::string& why)

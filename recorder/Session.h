@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -10,6 +9,7 @@
 #include "Offer.h"
 #include "Rtp.h"
 #include "StereoFile.h"
+#include "Timeline.h"
 
 namespace recorder {
 
@@ -59,23 +59,14 @@ public:
     void closePorts();
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     struct Stream {
         OfferedStream offered = {};
         std::unique_ptr<RtpSocket> socket = {};
         std::unique_ptr<Watch> watch = {};
         std::uint16_t port = 0;  // 0: refused
         Side side = NEAR;
-        bool isAccepted = false;     // what arrives; otherwise the client promised to send nothing
-        bool hasBegun = false;       // to send, since this was agreed
-        bool isKnown = false;        // whether the following are
-        std::uint32_t source = 0;    // SSRC
-        std::uint16_t sequence = 0;  // of the last packet
-        std::uint32_t timestamp = 0;
-        std::int64_t place = 0;  // of its samples in the recording
-        long packets = 0;
-        long lost = 0;
+        bool isAccepted = false;  // what arrives; otherwise the client promised to send nothing
+        Track track = {};
     };
 
     void open(Stream& stream, const std::string& nearLabel);
@@ -85,8 +76,6 @@ private:
     void receiveAll();
     void receive(Stream& stream);
     void record(Stream& stream, const std::uint8_t* data, std::size_t size);
-    void countLost(Stream& stream, const RtpPacket& packet);
-    std::int64_t placeOf(Stream& stream, const RtpPacket& packet);
     std::int64_t now();
     void fail(const std::string& why);
     void tell(const std::string& what) const { m_listener.tell(m_number, what); }
@@ -100,10 +89,9 @@ private:
     std::deque<Stream> m_streams;        // as in the offer
     bool m_isPausedHere = false;
     bool m_isFlowing = false;  // what the user was told last
-    bool m_hasBegun = false;
-    Clock::time_point m_start = {};  // when the first packet came; later by each silence that was shortened
-    int m_metadata = 0;              // how many were saved
-    int m_descriptions = 0;          // how many were made
+    Timeline m_timeline;
+    int m_metadata = 0;      // how many were saved
+    int m_descriptions = 0;  // how many were made
     long m_late = 0;
     long m_unexpected = 0;  // while paused
     long m_foreign = 0;     // from another address
