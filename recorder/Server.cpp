@@ -82,13 +82,13 @@ Server::Server(Loop& loop, in_addr_t address, std::uint16_t port, std::string fo
     ::su_log_redirect(
         nullptr, [](void*, const char*, va_list) {}, nullptr);
     const std::string here = "sip:" + dotted(address) + ':' + std::to_string(port);
-    m_agent = ::nua_create(loop.root(), onEvent, this, NUTAG_URL(here.c_str()), NUTAG_MEDIA_ENABLE(0),
-                           NUTAG_ACCEPT_MULTIPART(1), NUTAG_AUTOALERT(0), NUTAG_AUTOANSWER(0),
-                           NUTAG_APPL_METHOD("UPDATE"), SIPTAG_SUPPORTED_STR("siprec, timer"),
-                           SIPTAG_ALLOW_STR("INVITE, ACK, BYE, CANCEL, OPTIONS, UPDATE"),
-                           SIPTAG_ACCEPT_STR("application/sdp, application/rs-metadata+xml, multipart/mixed"),
-                           SIPTAG_USER_AGENT_STR("recorder"), NUTAG_M_FEATURES("+sip.srs"),
-                           NTATAG_MAXSIZE(LONGEST_MESSAGE), NTATAG_UDP_MTU(LONGEST_MESSAGE), TAG_END());
+    m_agent =
+        ::nua_create(loop.root(), onEvent, this, NUTAG_URL(here.c_str()), NUTAG_MEDIA_ENABLE(0), NUTAG_AUTOALERT(0),
+                     NUTAG_AUTOANSWER(0), NUTAG_APPL_METHOD("UPDATE"), SIPTAG_SUPPORTED_STR("siprec, timer"),
+                     SIPTAG_ALLOW_STR("INVITE, ACK, BYE, CANCEL, OPTIONS, UPDATE"),
+                     SIPTAG_ACCEPT_STR("application/sdp, application/rs-metadata+xml, multipart/mixed"),
+                     SIPTAG_USER_AGENT_STR("recorder"), NUTAG_M_FEATURES("+sip.srs"), NTATAG_MAXSIZE(LONGEST_MESSAGE),
+                     NTATAG_UDP_MTU(LONGEST_MESSAGE), TAG_END());
     if (m_agent == nullptr) {
         throw std::runtime_error("cannot listen on " + here);
     }

@@ -177,7 +177,9 @@ bool Recording::agree(const std::string& text, bool& takes)
         ports[side] = stream.address;
         both = both && stream.direction.receives;
     }
-    m_media.aim(m_numbers.own, ports, m_codec);
+    if (both) {
+        m_media.aim(m_numbers.own, ports, m_codec);
+    }
     takes = both;
     return true;
 }

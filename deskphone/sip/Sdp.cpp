@@ -1,12 +1,10 @@
 #include "sip/Sdp.h"
 
 #include <arpa/inet.h>
-#include <sofia-sip/sdp.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <cstring>
-#include <memory>
+#include <charconv>
 #include <sstream>
 
 namespace deskphone {
@@ -17,107 +15,90 @@ constexpr std::size_t LARGEST = 16000;
 constexpr std::size_t MOST_STREAMS = 16;
 constexpr std::size_t LONGEST_WORD = 64;
 
-std::string word(const char* text)
-{
-    const std::string all = text == nullptr ? "" : text;
-    return all.size() <= LONGEST_WORD ? all : "";
-}
-
 /// Any host's own: a telephone can send there.
 bool isUsable(const in_addr& address)
 {
     const std::uint32_t host = ntohl(address.s_addr);
-    return host != INADDR_ANY && host != INADDR_BROADCAST && !IN_MULTICAST(host);
+    return host != INADDR_BROADCAST && !IN_MULTICAST(host);
 }
 
-void readAddress(const sdp_media_t& media, sockaddr_in& address)
+/// The value of a line c=. An address that is none becomes one that nothing is sent to.
+in_addr readAddress(const std::string& value)
 {
-    const sdp_connection_t* const connection = sdp_media_connections(&media);
-    const bool known = connection != nullptr && connection->c_addrtype == sdp_addr_ip4 && !connection->c_mcast &&
-                       connection->c_address != nullptr && media.m_port > 0 && media.m_port <= 65535;
-    if (known && ::inet_pton(AF_INET, connection->c_address, &address.sin_addr) == 1 && isUsable(address.sin_addr)) {
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(media.m_port));
+    std::istringstream words(value);
+    std::string net, type, text;
+    words >> net >> type >> text;
+    in_addr address{INADDR_NONE};
+    if (type != "IP4" || ::inet_pton(AF_INET, text.c_str(), &address) != 1) {
+        address.s_addr = INADDR_NONE;
     }
+    return address;
 }
 
-void readCodecs(const sdp_media_t& media, std::vector<Codec>& codecs)
+/// The value of a line m=: KIND PORT TRANSPORT FORMAT...; false when it is none.
+bool readMedia(const std::string& value, Stream& stream)
 {
-    for (const sdp_rtpmap_t* map = media.m_rtpmaps; map != nullptr; map = map->rm_next) {
+    std::istringstream words(value);
+    std::string kind, port, transport, format;
+    words >> kind >> port >> transport >> format;
+    std::uint16_t number = 0;
+    const char* const end = port.data() + port.size();
+    const auto read = std::from_chars(port.data(), end, number);
+    if (format.empty() || read.ec != std::errc{} || (read.ptr != end && *read.ptr != '/') ||
+        std::max({kind.size(), transport.size(), format.size()}) > LONGEST_WORD) {
+        return false;
+    }
+    stream.line = kind + " 0 " + transport + ' ' + format;
+    if (kind != "audio" || transport != "RTP/AVP") {
+        return true;
+    }
+    stream.address.sin_port = htons(number);
+    do {
         for (const Codec codec : {Codec::PCMA, Codec::PCMU}) {
-            if (map->rm_pt == static_cast<unsigned>(codec) && map->rm_rate == SAMPLES_A_SECOND &&
-                map->rm_encoding != nullptr && ::strcasecmp(map->rm_encoding, nameOf(codec)) == 0 &&
-                std::find(codecs.begin(), codecs.end(), codec) == codecs.end()) {
-                codecs.push_back(codec);
+            if (format == std::to_string(static_cast<int>(codec)) &&
+                std::find(stream.codecs.begin(), stream.codecs.end(), codec) == stream.codecs.end()) {
+                stream.codecs.push_back(codec);
             }
         }
-    }
-}
-
-Stream readStream(const sdp_media_t& media)
-{
-    Stream stream;
-    const std::string type = word(media.m_type_name);
-    const std::string transport = word(media.m_proto_name);
-    stream.line = (type.empty() ? "audio" : type) + " 0 " + (transport.empty() ? "RTP/AVP" : transport);
-    if (media.m_type == sdp_media_audio && media.m_proto == sdp_proto_rtp && media.m_rejected == 0) {
-        readAddress(media, stream.address);
-        readCodecs(media, stream.codecs);
-    }
-    const std::string format = media.m_format == nullptr ? "" : word(media.m_format->l_text);
-    stream.line += ' ' + (media.m_rtpmaps != nullptr ? std::to_string(media.m_rtpmaps->rm_pt)
-                          : format.empty()           ? "0"
-                                                     : format);
-    stream.direction = {(media.m_mode & sdp_sendonly) != 0, (media.m_mode & sdp_recvonly) != 0};
-    const sdp_attribute_t* const label = sdp_attribute_find(media.m_attributes, "label");
-    const sdp_attribute_t* const record =
-        sdp_attribute_find2(media.m_attributes, media.m_session->sdp_attributes, "record");
-    stream.label = label == nullptr ? "" : word(label->a_value);
-    stream.recording = record == nullptr ? "" : word(record->a_value);
-    return stream;
-}
-
-bool isToken(const std::string& text, const char* also)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), [also](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-               std::strchr(also, c) != nullptr;
-    });
-}
-
-/// KIND PORT TRANSPORT FORMAT..., with a blank between each. At a list that holds anything else the library's parser
-/// never ends, and takes all memory.
-bool isMediaLine(const std::string& value)
-{
-    std::istringstream parts(value + ' ');
-    int count = 0;
-    for (std::string part; std::getline(parts, part, ' '); ++count) {
-        if (!isToken(part, count == 2 ? "/-_." : count == 1 ? "/" : "-_.+*")) {
-            return false;
-        }
-    }
-    return count >= 4;
-}
-
-/// The lines that a telephone uses; false when one is none of a description.
-bool takeUsedLines(const std::string& text, std::string& used)
-{
-    constexpr const char* USED = "vosctma";
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.empty() && line.back() == '\r') {
-            line.pop_back();
-        }
-        const bool isPlain =
-            std::all_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= ' '; });
-        if (!isPlain || line.size() < 3 || line[1] != '=' || (line[0] == 'm' && !isMediaLine(line.substr(2)))) {
-            return false;
-        }
-        if (std::strchr(USED, line[0]) != nullptr) {
-            used += line + "\r\n";
-        }
-    }
+    } while (words >> format);
     return true;
+}
+
+/// The value of a line a=.
+void readAttribute(const std::string& text, Stream& stream)
+{
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::string name = text.substr(0, colon);
+    const std::string value = text.substr(std::min(colon + 1, text.size()));
+    if (name == "sendrecv" || name == "sendonly" || name == "recvonly" || name == "inactive") {
+        stream.direction = {name == "sendrecv" || name == "sendonly", name == "sendrecv" || name == "recvonly"};
+    } else if (name == "rtpmap") {
+        // The numbers of these codecs stand for nothing else.
+        stream.codecs.erase(std::remove_if(stream.codecs.begin(), stream.codecs.end(),
+                                           [&value](Codec codec) {
+                                               const std::string format = std::to_string(static_cast<int>(codec)) + ' ';
+                                               const std::string map = format + nameOf(codec) + "/8000";
+                                               return value.compare(0, format.size(), format) == 0 &&
+                                                      ::strcasecmp(value.c_str(), map.c_str()) != 0 &&
+                                                      ::strcasecmp(value.c_str(), (map + "/1").c_str()) != 0;
+                                           }),
+                            stream.codecs.end());
+    } else if (value.size() <= LONGEST_WORD && name == "label") {
+        stream.label = value;
+    } else if (value.size() <= LONGEST_WORD && name == "record") {
+        stream.recording = value;
+    }
+}
+
+/// Without an address to send to, a stream is of no use. Of old, 0.0.0.0 halts the sound.
+void settle(Stream& stream)
+{
+    if (stream.address.sin_port == 0 || !isUsable(stream.address.sin_addr)) {
+        stream.address = {};
+        return;
+    }
+    stream.address.sin_family = AF_INET;
+    stream.direction.receives = stream.direction.receives && stream.address.sin_addr.s_addr != INADDR_ANY;
 }
 
 const char* nameOf(const Direction& direction)
@@ -130,23 +111,37 @@ const char* nameOf(const Direction& direction)
 
 bool readDescription(const std::string& text, std::vector<Stream>& streams)
 {
-    std::string used;
-    if (text.size() > LARGEST || !takeUsedLines(text, used)) {
+    if (text.size() > LARGEST || text.compare(0, 3, "v=0") != 0) {
         return false;
     }
-    const std::unique_ptr<sdp_parser_t, decltype(&sdp_parser_free)> parser(
-        sdp_parse(nullptr, used.data(), static_cast<issize_t>(used.size()), sdp_f_mode_0000), sdp_parser_free);
-    const sdp_session_t* const session = sdp_session(parser.get());
-    if (session == nullptr) {
-        return false;
-    }
-    streams.clear();
-    for (const sdp_media_t* media = session->sdp_media; media != nullptr; media = media->m_next) {
-        if (streams.size() == MOST_STREAMS) {
+    Stream session;  // what holds for all streams
+    session.address.sin_addr.s_addr = INADDR_NONE;
+    std::vector<Stream> read;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        const bool isPlain =
+            std::all_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= ' '; });
+        if (!isPlain || line.size() < 2 || line[1] != '=') {
             return false;
         }
-        streams.push_back(readStream(*media));
+        Stream& described = read.empty() ? session : read.back();
+        const std::string value = line.substr(2);
+        if (line[0] == 'c') {
+            described.address.sin_addr = readAddress(value);
+        } else if (line[0] == 'a') {
+            readAttribute(value, described);
+        } else if (line[0] == 'm') {
+            read.push_back(session);
+            if (read.size() > MOST_STREAMS || !readMedia(value, read.back())) {
+                return false;
+            }
+        }
     }
+    std::for_each(read.begin(), read.end(), settle);
+    streams = std::move(read);
     return true;
 }
 

@@ -5,8 +5,11 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstring>
 #include <future>
 #include <stdexcept>
+
+#include "sip/Multipart.h"
 
 namespace deskphone {
 
@@ -16,6 +19,7 @@ constexpr su_duration_t LONGEST_STEP = 500;  // milliseconds
 constexpr std::chrono::seconds PATIENCE_AT_THE_END{3};
 constexpr unsigned LARGEST_MESSAGE = 65535;  // over UDP, whatever the path's own limit
 constexpr unsigned LARGEST_TAKEN = 65536;
+constexpr const char* MULTIPART = "multipart/";
 
 }  // namespace
 
@@ -24,14 +28,18 @@ std::string bodyOf(const SipEvent& event)
     if (event.message == nullptr) {
         return "";
     }
-    for (const msg_multipart_t* part = event.message->sip_multipart; part != nullptr; part = part->mp_next) {
-        if (part->mp_payload != nullptr && part->mp_content_type != nullptr &&
-            ::strcasecmp(part->mp_content_type->c_type, "application/sdp") == 0) {
-            return {part->mp_payload->pl_data, part->mp_payload->pl_len};
-        }
+    const sip_payload_t* const payload = event.message->sip_payload;
+    const std::string body =
+        payload == nullptr || payload->pl_data == nullptr ? "" : std::string(payload->pl_data, payload->pl_len);
+    const sip_content_type_t* const type = event.message->sip_content_type;
+    if (type == nullptr || ::strncasecmp(type->c_type, MULTIPART, std::strlen(MULTIPART)) != 0) {
+        return body;
     }
-    const sip_payload_t* const body = event.message->sip_payload;
-    return body == nullptr || body->pl_data == nullptr ? "" : std::string(body->pl_data, body->pl_len);
+    const char* const parameter = msg_params_find(type->c_params, "boundary=");
+    std::string boundary = parameter == nullptr ? "" : parameter;
+    boundary.erase(std::remove(boundary.begin(), boundary.end(), '"'), boundary.end());
+    const std::string part = partOf(body, boundary, "application/sdp");
+    return part.empty() ? body : part;
 }
 
 Dialog::Dialog(nua_handle_t* handle) : m_handle(handle)
@@ -122,7 +130,7 @@ void SipStack::run(const NetworkSettings& settings, const std::function<void(con
         "sip:" + settings.address + ':' + (settings.port == 0 ? "*" : std::to_string(settings.port));
     const unsigned patience = static_cast<unsigned>(settings.patience);
     m_nua = nua_create(root, event, reinterpret_cast<nua_magic_t*>(this), NUTAG_URL(own.c_str()), NUTAG_MEDIA_ENABLE(0),
-                       NUTAG_AUTOANSWER(0), NUTAG_AUTOALERT(0), NUTAG_ACCEPT_MULTIPART(1), NUTAG_SESSION_TIMER(0),
+                       NUTAG_AUTOANSWER(0), NUTAG_AUTOALERT(0), NUTAG_SESSION_TIMER(0),
                        NUTAG_ALLOW("INVITE, ACK, BYE, CANCEL, OPTIONS"), NUTAG_SUPPORTED(RECORD_AWARE),
                        NUTAG_USER_AGENT("deskphone"), NTATAG_UDP_MTU(LARGEST_MESSAGE), NTATAG_MAXSIZE(LARGEST_TAKEN),
                        NTATAG_SIP_T1X64(patience * 1000), TAG_END());

@@ -28,7 +28,7 @@ struct SipEvent {
     tagi_t* tags;
 };
 
-/// The session description in the event's message, be it the body or one of its parts; "" where there is none.
+/// The session description in the event's message, be it the body or one of its parts; a body that holds none as it is.
 std::string bodyOf(const SipEvent& event);
 
 /// A dialog with another party: what the library calls a handle, which it owns.

@@ -185,7 +185,17 @@ class RecorderTest(unittest.TestCase):
             "no address": (488, offer.replace("IN IP4 127.0.0.1", "IN IP4 somewhere"), {}),
             "too many streams": (488, offer + "m=audio 9 RTP/AVP 0\r\n" * 20, {}),
             "a body without parts": (400, offer, {"type": MULTIPART}),
+            "formats of another kind": (488, offer.replace("RTP/AVP 0", "X /AVP"), {}),
         }
+        # The SIP library's own parser ends the program at this one.
+        torn = "--edge\r\nContent-Type\0\r\n\r\nv=0\r\n\r\n--edge--\r\n"
+        message = (
+            "INVITE sip:recorder@office SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:9;branch=z9hG4bK1\r\nFrom: <sip:a@b>;tag=1\r\n"
+            "To: <sip:recorder@office>\r\nCall-ID: 1\r\nCSeq: 1 INVITE\r\nContact: <sip:a@127.0.0.1:9>\r\nRequire: siprec\r\n"
+            f"Content-Type: {MULTIPART}\r\nContent-Length: {len(torn)}\r\n\r\n{torn}"
+        )
+        speakers[0].send(message.encode(), self.recorder.port)
+        self.recorder.wait_for("is refused: unreadable SDP")
         for fault, (status, body, words) in faults.items():
             with self.subTest(fault=fault):
                 client = self.client("refused-client", body, status=status, **words)

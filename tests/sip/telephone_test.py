@@ -212,7 +212,9 @@ class TelephoneTest(unittest.TestCase):
         recorder = self.party("answering-party", answer=taken, changed=taken)
         telephone = self.telephone(recorder=recorder.uri)
         telephone.say("answer 1")
-        words = {"offer": sdp(self.ear.port), "halted": sdp(self.ear.port, direction="sendonly")}
+        parts = f"--edge\r\nContent-Type: application/sdp\r\n\r\n{sdp(self.ear.port)}\r\n--edge\r\n\r\nmore\r\n--edge--\r\n"
+        halted = parts.replace("c=IN IP4 127.0.0.1", "c=IN IP4 0.0.0.0")
+        words = {"offer": parts, "halted": halted, "type": 'multipart/mixed;boundary="edge"'}
         caller = self.enter(Sipp(self.folder, "caller", telephone.port, "-d", 500, **words))
         for step in (
             rf"LMSCreateSession {LINE} 1",
@@ -265,17 +267,19 @@ class TelephoneTest(unittest.TestCase):
         invite = (
             "INVITE sip:{1}@office SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:9;branch=z9hG4bKi{0}\r\nFrom: <sip:a@b>;tag=1\r\n"
             "To: <sip:100@office>\r\nCall-ID: i{0}\r\nCSeq: 1 INVITE\r\nMax-Forwards: 70\r\nContact: <sip:a@127.0.0.1:9>\r\n"
-            "Content-Type: application/sdp\r\nContent-Length: {2}\r\n\r\n{3}"
+            "Content-Type: {4}\r\nContent-Length: {2}\r\n\r\n{3}"
         )
-        # The second and third are such that the library's parser would take all memory.
+        # The SIP library's own parsers take all memory at some of these, and end the program at the last one.
         bodies = ["nonsense", sdp(4000).replace(" 8", ""), sdp(4000, formats=",").replace("RTP", "X"), sdp(), "v=0\r\n" + "m=audio 4000 RTP/AVP 8\r\n" * 2000]
+        bodies += [sdp(4000).replace("4000 RTP/AVP", "0b /c"), "--edge\r\nContent-Type\0\r\n\r\nv=0\r\n\r\n--edge--\r\n"]
         with contextlib.closing(self.new_ear()) as attacker:
             for number in range(500):
                 attacker.socket.sendto(options.format(number).encode(), target)
                 attacker.socket.sendto(os.urandom(number), target)
             for number, body in enumerate(bodies):
-                attacker.socket.sendto(invite.format(number, "100", len(body), body).encode(), target)
-            attacker.socket.sendto(invite.format(99, "nobody", 8, "nonsense").encode(), target)
+                kind = "multipart/mixed;boundary=edge" if body.startswith("--") else "application/sdp"
+                attacker.socket.sendto(invite.format(number, "100", len(body), body, kind).encode(), target)
+            attacker.socket.sendto(invite.format(99, "nobody", 8, "nonsense", "application/sdp").encode(), target)
         self.hang_up(telephone, far_end)
         self.finish(telephone)
         self.assertNotIn("rings", telephone.story())
