@@ -272,6 +272,15 @@ TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
                        crossing.substr(rest, events - rest) + crossing.substr(last))
                   .errors,
               "4" + std::string(SAME));
+    // The query asks what the event has just asked, and seems to go on while the event does.
+    const std::string both = logOf("start\nLMSDestroySession 1\ngetCallRecordingOn \"\"\n", 6);
+    const std::size_t asked = both.rfind('\n', both.find("getDataItem", both.find("LMSDestroySession("))) + 1;
+    const std::size_t asks = both.rfind('\n', both.rfind("getCallRecordingOn")) + 1;
+    const std::size_t answered = both.rfind('\n', both.rfind("getDataItem")) + 1;
+    EXPECT_EQ(replayOf(both.substr(0, asked) + both.substr(asks, answered - asks) + both.substr(asked, asks - asked) +
+                       both.substr(answered))
+                  .errors,
+              "3" + std::string(SAME));
 }
 
 TEST(FieldLog, TellsTheFirstRecordThatDiffers)
@@ -305,6 +314,34 @@ TEST(FieldLog, TellsTheFirstRecordThatDiffers)
               "LOG:5: the record stands twice; the second one is passed over\n3" + std::string(SAME));
 }
 
+TEST(FieldLog, TellsWhereARecordIsLostOrStandsTwice)
+{
+    const std::string log = logOf(
+        "setRecordingModeConfig allcalls\nLMSCreateSession a 7\nLMSEventAttached 1 3 7\nLMSDestroySession 1\n", 6);
+    const std::regex beginning("\n(20[^ ]*) .*");
+    const std::regex command(".*: (setDataItem:.*Config,|LMS[A-Za-z]*\\().*");
+    const std::sregex_iterator none;
+    std::size_t tried = 0;
+    for (std::sregex_iterator record(log.begin(), log.end(), beginning); record != none; ++record) {
+        const auto next = std::next(record);
+        if (std::regex_match(record->str().substr(1), command) || next == none) {
+            continue;
+        }
+        const auto begin = static_cast<std::size_t>(record->position()) + 1;
+        const auto end = static_cast<std::size_t>(next->position()) + 1;
+        const auto lines = std::count(log.begin(), log.begin() + next->position() + 1, '\n');
+        const std::string whole = log.substr(begin, end - begin);
+        const auto first = [](std::ptrdiff_t line) { return "first at LOG:" + std::to_string(line) + "\n"; };
+        EXPECT_THAT(replayOf(log.substr(0, begin) + log.substr(end)).errors,
+                    HasSubstr(first(lines - std::count(whole.begin(), whole.end(), '\n') + 1)))
+            << "without " << whole;
+        EXPECT_THAT(replayOf(log.substr(0, end) + "x" + log.substr(begin)).errors, HasSubstr(first(lines + 1)))
+            << "twice " << whole;
+        ++tried;
+    }
+    EXPECT_GT(tried, 50U);
+}
+
 TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
 {
     const std::string log =
@@ -328,11 +365,12 @@ TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
     const Played hole = replayOf(std::regex_replace(late, beginning, ""), " --save -");
     EXPECT_EQ(hole.errors,
               "LOG:59: no record tells what begins here: passed over up to where it is clear (1 more)\n"
+              "LOG:87: the log lacks records here that the replay logs\n"
               "4 commands; the replay logs something else, first at LOG:59\n"
               "  the log:    \"RecordingSessionController: createSession()\"\n  the replay: nothing\n");
     EXPECT_THAT(hole.output,
                 MatchesRegex("start\nLMSCreateSession a 7\nLMSDestroySession 1\n# lines 59 to 8[0-9] of the "
-                             "log: no record.*\nLMSEventAttached 2 3 8\n# lines .*\n"));
+                             "log: no record.*\nLMSEventAttached 2 3 8\n# line 87 .*\n# lines .*\n"));
     EXPECT_THAT(replayOf(logOf("missing LocalMgmtIfc\nstart\n", 3)).errors,
                 HasSubstr("LOG:1: no record tells what the plug-in was given: that takes level 5, better 6\n"));
     const std::regex beyond("(\n20[^\n]{254})[^\n]+");

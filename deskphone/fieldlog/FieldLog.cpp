@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 #include <utility>
 
 #include "fieldlog/Operations.h"
@@ -16,9 +15,6 @@ namespace {
 
 constexpr std::size_t LONGEST_SIDE = 1000;
 constexpr std::size_t PROGRESS_EVERY = 1024;
-
-/// No line: where an operation begins for sure.
-constexpr std::size_t TO_THE_NEXT = std::numeric_limits<std::size_t>::max();
 
 /// The lines without a machine in a list of them.
 std::vector<std::string> emptyIn(std::string_view list)
@@ -82,18 +78,19 @@ FieldLog::FieldLog(const std::string& name, Telephone& telephone)
     : m_name(name),
       m_telephone(telephone),
       m_records(name, !telephone.running()),
-      m_level(m_records.highestLevel()),
       m_beginsInside(!m_records.next().empty() && !beginsForSure(m_records.next().front()) &&
                      std::any_of(m_records.next().begin(), m_records.next().end(), beginsForSure)),
-      m_unclearTo(m_beginsInside ? TO_THE_NEXT : 0),
+      m_unclear(m_beginsInside),
       m_showsProgress(::isatty(STDERR_FILENO) != 0)
 {
-    telephone.recorder().keepLog(m_level);
-    if (m_level == 0) {
+    const int level = m_records.highestLevel();
+    m_comparison.setLevel(level);
+    telephone.recorder().keepLog(level);
+    if (level == 0) {
         assume("there is no record of the plug-in", 1);
-    } else if (m_level < LOG_LEVEL_TRACE) {
+    } else if (level < LOG_LEVEL_TRACE) {
         assume("no record tells what the plug-in was given: that takes level 5, better 6", 1);
-    } else if (m_level < LOG_LEVEL_DETAIL) {
+    } else if (level < LOG_LEVEL_DETAIL) {
         assume("no record of level 6: changes of the mode are not told, and what has that level is not compared", 1);
     }
     if (const int before = m_records.handlesBefore(); before > 0) {
@@ -109,40 +106,70 @@ FieldLog::~FieldLog()
 bool FieldLog::next(Given& command)
 {
     while (m_told.empty()) {
-        m_records.passUsed();
         if (m_records.next().empty()) {
+            m_comparison.end();
+            assumeMissing();
             tellLeftOut();
             command = {{}, std::exchange(m_comments, {})};
             return false;
         }
-        tellCommand();
+        if (!take()) {
+            tellCommand();
+        }
     }
     command = {m_told.front(), std::exchange(m_comments, {})};
     return true;
 }
 
+/// Takes the first record if an operation goes on with it.
+bool FieldLog::take()
+{
+    const FieldRecord& first = m_records.next().front();
+    const int level = m_comparison.level();
+    if (first.kind->level > level) {
+        m_comparison.setLevel(first.kind->level);
+    }
+    const bool taken = m_comparison.take(m_records.next());
+    if (m_comparison.level() != level) {
+        m_telephone.recorder().keepLog(m_comparison.level());
+        assume("the log goes up to level " + std::to_string(m_comparison.level()) + " from about here on", first.line);
+    }
+    assumeMissing();
+    if (taken) {
+        m_unclear = false;
+        tellLeftOut();
+        m_records.pass();
+    }
+    return taken;
+}
+
+void FieldLog::assumeMissing()
+{
+    for (const std::size_t line : m_comparison.takeMissing()) {
+        assume("the log lacks records here that the replay logs", line);
+    }
+}
+
 /// Tells what is to be played for the first record, or leaves it out.
 void FieldLog::tellCommand()
 {
-    FieldRecord& first = m_records.next().front();
-    if (first.kind->level > m_level) {
-        changeLevel(first.kind->level, first.line);
-    }
-    if (m_records.isDoubled()) {
-        first.used = true;
+    const FieldRecord& first = m_records.next().front();
+    const bool repeated = m_comparison.isRepeated(first);
+    if (m_records.isDoubled() && (repeated || m_records.isTimeExact())) {
         assume("the record stands twice; the second one is passed over", first.line);
+        m_records.pass();
         return;
     }
-    Told told = commandAt(m_records.next(), m_level);
-    if (first.is("getSessionInCall()") && m_knownMachine) {
+    Told told = repeated ? Told{} : commandAt(m_records.next(), m_comparison.level());
+    if (first.is("getSessionInCall()") && m_knownMachine && !repeated) {
         told = {{"isInCall", *m_knownMachine}, "the log does not tell which line is asked about; one that is known"};
     }
-    if (told.command.empty() || (first.line < m_unclearTo && !beginsForSure(first))) {
-        leaveOut(first);
+    if (told.command.empty() || (m_unclear && !beginsForSure(first))) {
+        leaveOut();
         return;
     }
     tellLeftOut();
-    m_unclearTo = m_unclearTo == TO_THE_NEXT ? 0 : m_unclearTo;
+    m_unclear = false;
     if (told.assumed != nullptr) {
         assume(told.assumed, first.line);
     }
@@ -169,7 +196,7 @@ void FieldLog::tellQuestions()
 {
     const NextRecords& records = m_records.next();
     const auto list = std::find_if(records.begin(), records.end(), [](const FieldRecord& record) {
-        return !record.used && (record.is(MACHINE_LIST) || record.is("init()"));
+        return record.is(MACHINE_LIST) || record.is("init()");
     });
     if (list == records.end() || list->is("init()")) {
         return;
@@ -238,20 +265,9 @@ void FieldLog::played(const Step& step)
         m_startAssumed = false;
         return;
     }
-    FieldRecord& first = m_records.next().front();
-    const LogComparison::Compared compared = m_comparison.compare(step.log, m_records, m_level);
-    if (compared.level < m_level) {
-        changeLevel(compared.level, first.line);
-    }
-    if (compared.missing != 0) {
-        assume("the log lacks records here that the replay logs", compared.missing);
-    }
-    m_agreesTo = std::max(m_agreesTo, compared.end);
-    if (compared.differs) {
-        m_unclearTo = std::max(m_unclearTo, m_agreesTo);
-    }
-    if (tells && !first.used) {
-        leaveOut(first);
+    m_comparison.expect(step.log);
+    if (tells && !take()) {
+        leaveOut();
     }
     const std::string& name = step.command.front();
     for (const auto& ofThread : step.log) {
@@ -292,41 +308,31 @@ void FieldLog::noteLookUps(const Step& step)
 
 bool FieldLog::refused(const Mistake& mistake)
 {
-    FieldRecord& first = m_records.next().front();
-    assume(std::string("passed over: ") + mistake.what(), first.line);
-    leaveOut(first);
+    assume(std::string("passed over: ") + mistake.what(), m_records.next().front().line);
+    leaveOut();
     m_told.clear();
     return true;
 }
 
-void FieldLog::changeLevel(int level, std::size_t line)
+/// Passes over the first record: the replay has nothing for it.
+void FieldLog::leaveOut()
 {
-    assume("the log goes up to level " + std::to_string(level) + " from about here on", line);
-    m_level = level;
-    m_telephone.recorder().keepLog(level);
-}
-
-/// The replay has nothing for it.
-void FieldLog::leaveOut(FieldRecord& record)
-{
-    record.used = true;
+    const FieldRecord& record = m_records.next().front();
     m_leftOutFrom = m_leftOutFrom == 0 ? record.line : m_leftOutFrom;
     m_leftOutTo = record.line;
-    if (m_beginsInside) {
-        return;
+    if (!m_beginsInside) {
+        m_comparison.leaveOut(record);
+        m_unclear = true;
     }
-    m_comparison.leaveOut(record);
-    if (record.line > m_agreesTo) {
-        m_unclearTo = TO_THE_NEXT;
-    }
+    m_records.pass();
 }
 
 void FieldLog::tellLeftOut()
 {
     if (m_leftOutFrom != 0) {
-        assume(m_beginsInside               ? "the log begins inside an operation: passed over up to where one begins"
-               : m_unclearTo == TO_THE_NEXT ? "no record tells what begins here: passed over up to where it is clear"
-                                            : "the replay does not log this",
+        assume(m_beginsInside ? "the log begins inside an operation: passed over up to where one begins"
+               : m_unclear    ? "no record tells what begins here: passed over up to where it is clear"
+                              : "the replay does not log this",
                m_leftOutFrom, m_leftOutTo);
     }
     m_leftOutFrom = 0;

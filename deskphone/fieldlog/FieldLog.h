@@ -43,13 +43,14 @@ private:
         std::size_t more;
     };
 
+    bool take();
     void tellCommand();
     void tellQuestions();
     void tellLookUps(bool starts);
     void setAnswer(const std::string& service, Answer answer, std::size_t line);
     void noteLookUps(const Step& step);
-    void changeLevel(int level, std::size_t line);
-    void leaveOut(FieldRecord& record);
+    void assumeMissing();
+    void leaveOut();
     void tellLeftOut();
     void assume(const std::string& what, std::size_t line, std::size_t last = 0);
     void showProgress() const;
@@ -57,15 +58,13 @@ private:
     const std::string m_name;
     Telephone& m_telephone;
     FieldRecords m_records;
-    int m_level;  // up to which the log goes at this place
     LogComparison m_comparison;
 
     std::deque<Words> m_told;             // the commands to play next; the last one is told by the first record
     std::vector<std::string> m_comments;  // on the next of them
     bool m_startAssumed = false;
     bool m_beginsInside;            // an operation, and no other began yet
-    std::size_t m_unclearTo;        // the line up to which records may belong to an operation that is not known
-    std::size_t m_agreesTo = 0;     // the last line that the replay has logged
+    bool m_unclear;                 // records may belong to an operation that is not known
     std::size_t m_leftOutFrom = 0;  // the lines left out last; 0: none
     std::size_t m_leftOutTo = 0;
     std::optional<std::string> m_knownMachine;  // a line that has a machine

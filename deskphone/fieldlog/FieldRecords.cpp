@@ -62,10 +62,10 @@ std::optional<Found> findText(const std::vector<const LogText*>& texts, std::str
         }
         const LogText* longest = nullptr;
         for (const LogText* const text : texts) {
-            const std::string_view beginning = beginningOf(*text);
+            const std::string_view beginning = text->beginning;
             if (!beginning.empty() && line[at] == beginning.front() &&
                 line.compare(at, beginning.size(), beginning) == 0 &&
-                (longest == nullptr || beginning.size() > beginningOf(*longest).size())) {
+                (longest == nullptr || beginning.size() > longest->beginning.size())) {
                 longest = text;
             }
         }
@@ -260,22 +260,20 @@ double FieldRecords::partRead() const
     return m_size > 0 ? std::min(m_read / m_size, 1.0) : 0;
 }
 
-int FieldRecords::highestLevel(std::size_t from) const
+int FieldRecords::highestLevel() const
 {
     int level = 0;
-    for (std::size_t at = from; at < m_next.size(); ++at) {
-        level = std::max(level, m_next[at].kind->level);
+    for (const FieldRecord& record : m_next) {
+        level = std::max(level, record.kind->level);
     }
     return level;
 }
 
-void FieldRecords::passUsed()
+void FieldRecords::pass()
 {
-    while (!m_next.empty() && m_next.front().used) {
-        m_bytes -= m_next.front().text.size();
-        m_passed = std::move(m_next.front());
-        m_next.pop_front();
-    }
+    m_bytes -= m_next.front().text.size();
+    m_passed = std::move(m_next.front());
+    m_next.pop_front();
     read();
 }
 
@@ -371,6 +369,7 @@ bool FieldRecords::continueRecord(const std::string& line)
         record->text.append("\n").append(cleaned(text));
         record->length += line.size() + 1;
         record->cut = record->cut || isCutLength(line.size());
+        record->key = 0;
         m_bytes += text.size() + 1;
     }
     return true;
@@ -456,14 +455,16 @@ void FieldRecords::learnHandles()
 bool FieldRecords::isDoubled() const
 {
     const FieldRecord& first = m_next.front();
-    const std::size_t point = first.beginning.find_first_of(".,");
-    const std::size_t digits =
-        std::min(first.beginning.find_first_not_of("0123456789", point + 1), first.beginning.size());
-    const auto isSame = [&first](const FieldRecord& other) {
-        return other.used && other.kind == first.kind && other.beginning == first.beginning &&
-               firstLine(other.text) == firstLine(first.text);
-    };
-    return point != NOWHERE && digits - point > 6 && (isSame(m_passed) || (m_next.size() > 1 && isSame(m_next[1])));
+    return m_passed.kind == first.kind && m_passed.beginning == first.beginning &&
+           firstLine(m_passed.text) == firstLine(first.text);
+}
+
+bool FieldRecords::isTimeExact() const
+{
+    const std::string& beginning = m_next.front().beginning;
+    const std::size_t point = beginning.find_first_of(".,");
+    return point != NOWHERE &&
+           std::min(beginning.find_first_not_of("0123456789", point + 1), beginning.size()) - point > 6;
 }
 
 }  // namespace deskphone

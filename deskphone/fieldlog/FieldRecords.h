@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <deque>
 #include <memory>
@@ -19,12 +20,9 @@ struct FieldRecord {
     std::string beginning;  // of its line, up to the component
     std::size_t length;     // of what the log has of it
     bool cut;               // one of its lines is as long as a line can be in many logs
-
-    /// The replay has accounted for it: its thread has the record that follows before this line, and passed over others
-    /// from that line on to come to it; 0: none.
-    bool used = false;
-    std::size_t before = 0;
-    std::size_t passedFrom = 0;
+    /// Made when it is compared first; 0: not yet.
+    mutable std::uint64_t key = 0;
+    mutable bool isWhole = false;  // neither cut nor of several lines, of which some may be another's
 
     bool is(std::string_view format) const { return kind->format == format; }
 };
@@ -46,16 +44,14 @@ public:
     /// Throws std::system_error, with the name, when the log cannot be read.
     FieldRecords(const std::string& name, bool countsFromStart);
 
-    /// The next records, used ones among them; the first one is not. Empty at the log's end.
+    /// The next records. Empty at the log's end.
     const NextRecords& next() const { return m_next; }
-    NextRecords& next() { return m_next; }
-    /// The highest level of the next records, from this one on.
-    int highestLevel(std::size_t from = 0) const;
-    /// Passes over used records at the beginning and reads on. What next() has given ceases to be.
-    void passUsed();
+    /// The highest level of the next records.
+    int highestLevel() const;
+    /// Passes over the first one and reads on.
+    void pass();
 
-    /// Whether everything has been read; how many lines have; and how much of the log, from 0 to 1.
-    bool allRead() const { return m_allRead; }
+    /// How many lines have been read, and how much of the log, from 0 to 1.
     std::size_t linesRead() const { return m_line; }
     double partRead() const;
 
@@ -66,8 +62,10 @@ public:
     };
     /// Lines that name a component and hold no text of it.
     const Lines& unknown() const { return m_unknown; }
-    /// Whether the first record stands there twice, with the same time to the microsecond, and the other one is used.
+    /// Whether the first record stands there a second time, byte for byte.
     bool isDoubled() const;
+    /// Whether no two events have the first one's time: it is told to the microsecond.
+    bool isTimeExact() const;
     /// How much higher the log counts the sessions than a service that has just started, up to the first start of the
     /// service in it. The records tell the handles less this number.
     int handlesBefore() const { return m_handlesBefore; }

@@ -1,15 +1,17 @@
 #pragma once
 
-#include <optional>
+#include <list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "fieldlog/FieldRecords.h"
 #include "telephone/Step.h"
 
 namespace deskphone {
 
-/// Holds what the replay logs against a telephone's log. Addresses don't count, nor the order between threads.
+/// Holds what the replay logs against a telephone's log. Each record of the log goes to the operation that goes on with
+/// it, so that operations that ran at the same time may stand mixed. Addresses don't count.
 class LogComparison {
 public:
     /// A side without a record is empty.
@@ -19,19 +21,27 @@ public:
         std::string replay;
     };
 
-    /// What came of a command.
-    struct Compared {
-        int level;                // up to which the log goes from here on: lower if it has no more records of the last
-        std::size_t end = 0;      // the last line that agrees
-        std::size_t missing = 0;  // the line where the log lacks records of the replay; 0: it does not
-        bool differs = false;     // beyond that
-    };
+    LogComparison();
+    ~LogComparison();
 
-    /// Uses the records that the replay, up to this level, logs too; those of operations that ran at the same time may
-    /// stand between them.
-    Compared compare(const KeptLog& log, FieldRecords& records, int level);
-    /// The replay has nothing for this record.
+    /// Up to which the log goes at this place.
+    int level() const { return m_level; }
+    void setLevel(int level) { m_level = level; }
+
+    /// The replay of a command has logged this: expected from here on, each thread's in its order.
+    void expect(const KeptLog& log);
+    /// Whether an operation goes on with the first of the records, for which it may skip what the log lacks. May find
+    /// that the log has lost a level.
+    bool take(const NextRecords& records);
+    /// Nothing goes on with this record.
     void leaveOut(const FieldRecord& record);
+    /// The log has ended.
+    void end();
+
+    /// Whether the record repeats the one before it, with which an operation that is not at its end went on.
+    bool isRepeated(const FieldRecord& record) const;
+    /// The lines where the log lacks records of the replay, found since this was asked last.
+    std::vector<std::size_t> takeMissing() { return std::exchange(m_missing, {}); }
 
     /// The first one in the log.
     const Difference& firstDifference() const { return m_first; }
@@ -43,10 +53,25 @@ public:
     bool endsEarly() const { return m_endsEarly; }
 
 private:
-    class Thread;
+    struct Expected;
+    struct Operation;
+    using Log = std::vector<Expected>;
 
-    void note(std::size_t line, std::string field, std::string replay);
+    bool goesOn(Operation& operation) const;
+    Operation* takeNext(const FieldRecord& record);
+    Operation* takeFromOther(const FieldRecord& record);
+    Operation* takeLater(const NextRecords& records);
+    std::vector<int> worthBehindFirst(Log::const_iterator next, Log::const_iterator end,
+                                      const NextRecords& records) const;
+    bool lowerLevel(const NextRecords& records);
+    void took(Operation& operation, const FieldRecord& record);
+    void pass(const FieldRecord& record, const Operation* taker);
+    void noteMissing(const Operation& operation, const Difference& place);
+    void note(Difference difference);
 
+    int m_level = 0;
+    std::list<Operation> m_operations;  // those that took a record lately, the newest first
+    std::vector<std::size_t> m_missing;
     Difference m_first;
     std::size_t m_agreeing = 0;
     FieldRecords::Lines m_cut;

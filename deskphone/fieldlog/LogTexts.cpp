@@ -20,11 +20,6 @@ std::size_t lengthOfNumber(std::string_view text)
 
 }  // namespace
 
-std::string_view beginningOf(const LogText& text)
-{
-    return text.format.substr(0, text.format.find('%'));
-}
-
 bool readPlaces(std::string_view format, std::string_view text, std::vector<std::string>& places)
 {
     const std::size_t sign = format.find('%');

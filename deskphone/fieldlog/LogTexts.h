@@ -11,6 +11,7 @@ struct LogText {
     std::string_view component;
     int level;
     std::string_view format;  // as for printf(): with %d and %i, %p, and %s, which is any bytes
+    std::string_view beginning = format.substr(0, format.find('%'));  // in front of the first place
 };
 
 /// The list of the lines' machines, and how its lines begin.
@@ -22,9 +23,6 @@ constexpr std::string_view UNKNOWN_TAG = "%s is not available from this service.
 
 /// All texts of the plug-in but those of exceptions, which are anybody's.
 const std::vector<LogText>& logTexts();
-
-/// The bytes that a text has in front of the format's first place.
-std::string_view beginningOf(const LogText& text);
 
 /// What stands in the places of the format, in order; addresses are left out. False when the text has another form.
 /// Where a text can be read in several ways, its first place takes as much as possible.

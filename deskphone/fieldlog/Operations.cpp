@@ -95,11 +95,11 @@ bool looksUpManagement(const FieldRecord& record)
            record.kind->format.find("LocalMgmtIfc") != std::string_view::npos;
 }
 
-/// The next unused record of the component, null when there is none.
+/// The next record of the component, null when there is none.
 const FieldRecord* nextOf(std::string_view component, const NextRecords& records, std::size_t& at)
 {
     while (++at < records.size()) {
-        if (!records[at].used && records[at].kind->component == component) {
+        if (records[at].kind->component == component) {
             return &records[at];
         }
     }
@@ -264,7 +264,7 @@ Told commandAt(const NextRecords& records, int level)
     }
     if (first.is(MESSAGE)) {
         // The empty line behind it may be lost.
-        return sendMessage(records, has(MESSAGE) ? places[0] : behind(beginningOf(*first.kind), first));
+        return sendMessage(records, has(MESSAGE) ? places[0] : behind(first.kind->beginning, first));
     }
     if (first.is("updateCallRecordingFPKLamp()") ||
         (level < LOG_LEVEL_DETAIL && first.is("getCallRecordingOn(line = %s)") && setsLampNext(records))) {

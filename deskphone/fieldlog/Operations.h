@@ -13,8 +13,8 @@ struct Told {
     const char* assumed = nullptr;  // null: nothing
 };
 
-/// The command that the first of the records, which go up to this level, begins. Called when all that earlier commands
-/// log is used: what it traces is then nothing that another operation does.
+/// The command that the first of the records, which go up to this level, begins. Called when no earlier command goes on
+/// with it: what it traces is then nothing that another operation does.
 Told commandAt(const NextRecords& records, int level);
 
 /// Whether an operation began here that nothing but the telephone can have called.
