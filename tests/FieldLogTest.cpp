@@ -283,6 +283,38 @@ TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
               "3" + std::string(SAME));
 }
 
+/// Line by line, and on with the rest of either.
+std::string mixed(const std::string& one, const std::string& other)
+{
+    std::istringstream first(one);
+    std::istringstream second(other);
+    std::string both;
+    for (std::string line; first || second;) {
+        both += std::getline(first, line) ? line + '\n' : "";
+        both += std::getline(second, line) ? line + '\n' : "";
+    }
+    return both;
+}
+
+TEST(FieldLog, FollowsOneProcessAmongOthers)
+{
+    const std::string log = logOf("start\nLMSCreateSession a 7\nLMSEventAttached 1 3 7\n", 6);
+    const std::string longer = logOf("start\nLMSCreateSession b 8\nLMSDestroySession 1\nactivateRecording b\n", 6);
+    const auto by = [](const std::string& process, const std::string& records) {
+        return std::regex_replace(records, std::regex("(.+)\n+"), "Nov  3 08:36:45 " + process + ": $1\n");
+    };
+    const std::regex passedOver("LOG:2: another process logs at the same time: its records are passed over .*\n");
+    for (const char* const other : {"phone mrs[9]", "other mrs[8]"}) {
+        const std::string both = mixed(by("phone mrs[8]", log), by(other, longer));
+        const std::string errors = replayOf(both).errors;
+        EXPECT_TRUE(std::regex_search(errors, passedOver)) << errors;
+        EXPECT_THAT(errors, EndsWith("\n3" + std::string(SAME)));
+        EXPECT_THAT(replayOf(both + by(other, log)).errors, EndsWith("\n7" + std::string(SAME)));
+    }
+    EXPECT_EQ(replayOf(by("phone mrs[8]", log) + by("phone mrs[9]", longer)).errors,
+              "LOG:39: the service starts while it runs: it was stopped before\n8" + std::string(SAME));
+}
+
 TEST(FieldLog, TellsTheFirstRecordThatDiffers)
 {
     const std::string log = logOf("start\ngetDataItem 5\nfeatureKeyDefinitionChanged 1 56\n", 6);

@@ -366,6 +366,7 @@ bool FieldLog::report(std::ostream& output) const
     };
     const FieldRecords::Lines& unknown = m_records.unknown();
     add("names a component without a text of it that is known: passed over", unknown);
+    add("another process logs at the same time: its records are passed over", m_records.ofOthers());
     add("the record is cut: what is missing was taken to agree", m_comparison.cut());
     add("the log ends before its last command does", {m_comparison.endsEarly() ? 1U : 0U, m_records.linesRead()});
     std::string text = m_showsProgress ? "\r\x1b[K" : "";

@@ -158,6 +158,23 @@ std::optional<Place> passAlike(Place at, Place end, Place other, Place otherEnd)
     return at;
 }
 
+/// The process that logs, as syslog tells it, with the host behind the time: "host name[8]"; empty when it is not told.
+std::string processOf(std::string_view line)
+{
+    line = line.substr(0, LONGEST_GAP);
+    const std::size_t end = line.find("]:");
+    const std::size_t number = line.find_last_not_of("0123456789", end - 1) + 1;
+    if (end == NOWHERE || number == end || number < 2 || line[number - 1] != '[' || !isOfWord(line[number - 2])) {
+        return {};
+    }
+    const std::size_t name = line.rfind(' ', number) + 1;
+    const std::size_t behindTime = line.find(' ', line.find(':')) + 1;
+    const std::string_view host = line.substr(behindTime, line.find(' ', behindTime) - behindTime);
+    // A level would be written in capitals.
+    const bool isHost = behindTime < name && std::any_of(host.begin(), host.end(), [](char c) { return c >= 'a'; });
+    return std::string(isHost ? host : "").append(" ").append(line.substr(name, end - name));
+}
+
 bool isJson(const std::string& line)
 {
     return line.size() > 1 && line.front() == '{' && line.back() == '}';
@@ -271,10 +288,27 @@ int FieldRecords::highestLevel() const
 
 void FieldRecords::pass()
 {
-    m_bytes -= m_next.front().text.size();
     m_passed = std::move(m_next.front());
+    m_bytes -= m_passed.text.size();
     m_next.pop_front();
     read();
+    // What is left of another process is followed once that starts anew.
+    while (!m_others.empty() && !m_next.empty() && m_others.count(processOf(m_next.front().beginning)) != 0) {
+        if (m_next.front().is("init()")) {
+            m_others.erase(processOf(m_next.front().beginning));
+        } else {
+            noteOther(m_next.front());
+            m_next.pop_front();
+            read();
+        }
+    }
+}
+
+void FieldRecords::noteOther(const FieldRecord& record)
+{
+    m_bytes -= record.text.size();
+    m_ofOthers.first = m_ofOthers.count == 0 ? record.line : std::min(m_ofOthers.first, record.line);
+    ++m_ofOthers.count;
 }
 
 void FieldRecords::read()
@@ -333,26 +367,50 @@ void FieldRecords::add(const std::string& line)
         m_next.push_back({m_line, found->text, cleaned(text), plain.substr(0, found->component), line.size(),
                           isCutLength(line.size())});
         m_bytes += m_next.back().text.size();
+        dropOthers();
     } else if (const bool bare = named && (m_next.empty() || m_next.back().beginning.empty());
                (bare || m_next.empty() || !continueRecord(plain)) && named) {
         m_unknown.first = ++m_unknown.count == 1 ? m_line : m_unknown.first;
     }
 }
 
+/// While the process logs that the next record is of, others' records are passed over.
+void FieldRecords::dropOthers()
+{
+    const std::string process = processOf(m_next.front().beginning);
+    if (process.empty() || processOf(m_next.back().beginning) != process) {
+        return;
+    }
+    FieldRecord last = std::move(m_next.back());
+    const auto isOther = [&process](const FieldRecord& record) {
+        const std::string other = processOf(record.beginning);
+        return !other.empty() && other != process;
+    };
+    for (m_next.pop_back(); !m_next.empty() && isOther(m_next.back()); m_next.pop_back()) {
+        m_others.insert(processOf(m_next.back().beginning));
+        noteOther(m_next.back());
+    }
+    m_next.push_back(std::move(last));
+}
+
 /// False when it is no line of a record.
 bool FieldRecords::continueRecord(const std::string& line)
 {
-    auto record = m_next.rbegin();
     std::string_view text = line;
-    if (const std::size_t entry = line.find(LIST_ENTRY); entry != std::string::npos) {
-        // Records of other threads may have come in between.
-        const auto farthest = record + static_cast<std::ptrdiff_t>(std::min(m_next.size(), MOST_MIXED));
-        record = std::find_if(record, farthest, [](const FieldRecord& before) { return before.is(MACHINE_LIST); });
+    const std::size_t entry = line.find(LIST_ENTRY);
+    const std::string process = processOf(line);
+    // Records of other threads and processes may have come in between.
+    const auto farthest = m_next.rbegin() + static_cast<std::ptrdiff_t>(std::min(m_next.size(), MOST_MIXED));
+    const auto record = std::find_if(m_next.rbegin(), farthest, [&](const FieldRecord& before) {
+        const std::string other = processOf(before.beginning);
+        return (entry == NOWHERE || before.is(MACHINE_LIST)) && (other.empty() || process.empty() || other == process);
+    });
+    if (record == farthest) {
+        return false;
+    }
+    if (entry != NOWHERE) {
         text.remove_prefix(entry);
-        if (record == farthest) {
-            return false;
-        }
-        if (record->text.find(text.substr(0, text.find("]=="))) != std::string::npos) {
+        if (record->text.find(text.substr(0, text.find("]=="))) != NOWHERE) {
             return false;  // no line stands in a list twice
         }
     } else if (const std::string_view beginning = record->beginning;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <deque>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,6 +63,8 @@ public:
     };
     /// Lines that name a component and hold no text of it.
     const Lines& unknown() const { return m_unknown; }
+    /// Records of processes that have logged between those of the one that is followed, up to their next start.
+    const Lines& ofOthers() const { return m_ofOthers; }
     /// Whether the first record stands there a second time, byte for byte.
     bool isDoubled() const;
     /// Whether no two events have the first one's time: it is told to the microsecond.
@@ -78,6 +81,8 @@ private:
     void read();
     bool readLine(std::string& line);
     void add(const std::string& line);
+    void dropOthers();
+    void noteOther(const FieldRecord& record);
     bool continueRecord(const std::string& line);
     void learnEnds();
     std::string cleaned(std::string_view text) const;
@@ -98,6 +103,8 @@ private:
     std::size_t m_line = 0;
     bool m_allRead = false;
     Lines m_unknown;
+    std::set<std::string> m_others;  // the processes
+    Lines m_ofOthers;
 };
 
 }  // namespace deskphone
