@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -55,7 +56,11 @@ private:
     {
         Packet copy(packet.size() + 1);
         pollfd readable{m_recorder.descriptor(), POLLIN, 0};
-        if (::poll(&readable, 1, 10000) != 1) {
+        int ready = -1;
+        do {
+            ready = ::poll(&readable, 1, 10000);
+        } while (ready < 0 && errno == EINTR);  // by the fuzzer's own alarm
+        if (ready != 1) {
             std::abort();
         }
         const ssize_t size = ::recv(m_recorder.descriptor(), copy.data(), copy.size(), 0);

@@ -118,6 +118,13 @@ void PhoneCall::indicate(const std::string& recording)
     }
 }
 
+void PhoneCall::tryAgain()
+{
+    if (m_state == STANDING) {
+        offerAnew();
+    }
+}
+
 void PhoneCall::offerAnew()
 {
     m_inviteUnderWay = true;
@@ -177,6 +184,10 @@ void PhoneCall::answered(const SipEvent& event)
         return;
     }
     const bool first = m_state == CALLING;
+    if (event.status == 491 && !first) {
+        m_owner.mustWait(m_number, !m_parties.incoming);
+        return;
+    }
     m_inviteUnderWay = false;
     if (event.status < 300) {
         if (first) {
@@ -231,7 +242,10 @@ bool PhoneCall::agree(const std::string& text, bool isAnswer)
         m_owner.tell(m_number, "recording by the far end: " + stream.recording);
     }
     m_path.farEnd = stream.address;
-    m_path.codec = stream.codecs.front();
+    if (m_path.codec != stream.codecs.front()) {
+        m_path.codec = stream.codecs.front();
+        m_owner.codecChanged(m_number, m_path.codec);
+    }
     m_farEndHolds = !stream.direction.receives;
     m_farStreams = std::move(far);
     m_farStream = used;

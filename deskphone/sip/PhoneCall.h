@@ -18,6 +18,9 @@ public:
     virtual void stands(int call, const std::string& why) = 0;
     /// The sound of the call was halted, by either side, or goes on.
     virtual void heldChanged(int call, bool held, const std::string& why) = 0;
+    virtual void codecChanged(int call, Codec codec) = 0;
+    /// Our change was refused for now; tryAgain() is due in a moment.
+    virtual void mustWait(int call, bool beganDialog) = 0;
     virtual void ended(int call, const std::string& why) = 0;
 };
 
@@ -44,6 +47,7 @@ public:
     std::string hold(bool holds);
     /// Tells the far end, if it wants to know, that the call is recorded: on, off or paused.
     void indicate(const std::string& recording);
+    void tryAgain();
 
     int number() const { return m_number; }
     const Parties& parties() const { return m_parties; }
@@ -85,7 +89,7 @@ private:
     std::size_t m_farStream = 0;  // the one that is used
     Path m_path = {{}, Codec::PCMA, {}};
     bool m_offered = false;         // by us, in an answer to an INVITE without a description
-    bool m_inviteUnderWay = false;  // ours, within the call
+    bool m_inviteUnderWay = false;  // ours, within the call; or waits to be sent again
     bool m_holdOffered = false;     // what it offers
     std::string m_indicated;        // of the recording; empty: nothing yet
     std::string m_indicationOffered;

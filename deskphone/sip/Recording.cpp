@@ -27,9 +27,9 @@ Recording::~Recording()
 
 void Recording::attach(const RecordedCall& call, Codec codec, bool callIsHeld)
 {
-    m_codec = codec;
+    m_codec = m_offered.codec = codec;
     m_callIsHeld = callIsHeld;
-    const RecordingBody body = writeRecordingBody(description(true), writeMetadata(call));
+    const RecordingBody body = writeRecordingBody(description(m_offered), writeMetadata(call));
     invite(body.contentType.c_str(), body.text);
 }
 
@@ -51,6 +51,18 @@ void Recording::holdCall(bool held)
 {
     m_callIsHeld = held;
     update(held ? "the call is held" : "the call goes on");
+}
+
+void Recording::useCodec(Codec codec)
+{
+    m_codec = codec;
+    offerIfNeeded();
+}
+
+void Recording::tryAgain()
+{
+    m_inviteUnderWay = false;
+    offerIfNeeded();
 }
 
 void Recording::end()
@@ -118,25 +130,26 @@ void Recording::answered(const SipEvent& event)
     if (event.status < 300) {
         m_state = ATTACHED;
         bool takes = false;
-        if (!agree(bodyOf(event), takes)) {
+        if (!agree(bodyOf(event), m_offered.codec, takes)) {
             fail(488, "the recorder's answer does not take both sides");
             return;
         }
-        m_agreed = m_offered && takes;
+        m_agreed = {m_offered.sends && takes, m_offered.codec};
         // The answer to an offer to send nothing tells nothing of the recorder.
-        m_recorderTakes = m_offered ? takes : m_recorderTakes;
+        m_recorderTakes = m_offered.sends ? takes : m_recorderTakes;
         if (first) {
             m_owner.attached(*this);
         }
         update(m_recorderTakes ? "the call is held" : "paused by the recorder");
         offerIfNeeded();
-    } else if (first || event.status == 408 || event.status == 481) {
-        fail(event.status, status);
-    } else if (event.status == 491) {
+    } else if (!first && event.status == 491) {
+        m_inviteUnderWay = true;
         m_owner.mustWait(*this);
+    } else if (first || event.status == 408 || event.status == 481 || m_offered.codec != m_agreed.codec) {
+        fail(event.status, status);
     } else {
         // As it was before. Without the recorder's consent no copies flow.
-        m_wanted = m_agreed;
+        m_wanted = m_agreed.sends;
         update("the recorder refuses the change: " + status);
     }
 }
@@ -146,13 +159,13 @@ void Recording::offered(const SipEvent& event)
 {
     const std::string body = bodyOf(event);
     bool takes = m_recorderTakes;
-    if (!body.empty() && !agree(body, takes)) {
+    if (!body.empty() && !agree(body, m_agreed.codec, takes)) {
         nua_respond(m_handle, 488, "Not Acceptable Here", TAG_END());
         return;
     }
     // While we send nothing, it offers nothing else, and means no pause of its own.
-    m_recorderTakes = takes || (m_recorderTakes && !m_agreed);
-    m_agreed = m_wanted.value_or(true) && takes;
+    m_recorderTakes = takes || (m_recorderTakes && !m_agreed.sends);
+    m_agreed.sends = m_wanted.value_or(true) && takes;
     nua_respond(m_handle, SIP_200_OK, SIPTAG_CONTACT_STR(m_contact.c_str()), SIPTAG_CONTENT_TYPE_STR("application/sdp"),
                 SIPTAG_PAYLOAD_STR(description(m_agreed).c_str()), TAG_END());
     update(m_recorderTakes ? "the recorder goes on" : "paused by the recorder");
@@ -160,8 +173,8 @@ void Recording::offered(const SipEvent& event)
 }
 
 /// Takes where the recorder wants the sound, and whether it takes any for now; false, with nothing changed, when it
-/// cannot take both sides as they are.
-bool Recording::agree(const std::string& text, bool& takes)
+/// cannot take both sides in this codec.
+bool Recording::agree(const std::string& text, Codec codec, bool& takes)
 {
     std::vector<Stream> streams;
     if (!readDescription(text, streams) || streams.size() != NUMBER_OF_SIDES) {
@@ -171,47 +184,50 @@ bool Recording::agree(const std::string& text, bool& takes)
     bool both = true;
     for (const Side side : {NEAR, FAR}) {
         const Stream& stream = streams[side];
-        if (!stream.usable() || std::count(stream.codecs.begin(), stream.codecs.end(), m_codec) == 0) {
+        if (!stream.usable() || std::count(stream.codecs.begin(), stream.codecs.end(), codec) == 0) {
             return false;
         }
         ports[side] = stream.address;
         both = both && stream.direction.receives;
     }
     if (both) {
-        m_media.aim(m_numbers.own, ports, m_codec);
+        m_media.aim(m_numbers.own, ports, codec);
     }
     takes = both;
     return true;
 }
 
-std::string Recording::description(bool sends)
+std::string Recording::description(const Terms& terms)
 {
     std::vector<Stream> streams;
     for (const Side side : {NEAR, FAR}) {
         Stream stream;
         stream.address = m_own[side];
-        stream.codecs = {m_codec};
-        stream.direction = {sends, false};
+        stream.codecs = {terms.codec};
+        stream.direction = {terms.sends, false};
         stream.label = streamLabels[side];
         streams.push_back(stream);
     }
     return writeDescription(m_descriptionIdentity, m_descriptionVersion++, m_address, streams);
 }
 
-/// Agrees with the recorder on what the plug-in wants, if that is something else than was agreed on last.
+/// Agrees with the recorder on what the plug-in wants and the call brings, if that is something else than was agreed on
+/// last. While nothing is sent, the codec can wait.
 void Recording::offerIfNeeded()
 {
-    if (m_state == ATTACHED && !m_inviteUnderWay && m_wanted.value_or(m_agreed) != m_agreed &&
-        (m_recorderTakes || !*m_wanted)) {
-        m_offered = *m_wanted;
-        invite("application/sdp", description(m_offered));
+    const bool sends = m_wanted.value_or(m_agreed.sends);
+    const Terms terms{sends, sends ? m_codec : m_agreed.codec};
+    if (m_state == ATTACHED && !m_inviteUnderWay && !(terms == m_agreed) && (m_recorderTakes || !sends)) {
+        m_offered = terms;
+        invite("application/sdp", description(terms));
     }
 }
 
 /// Has the copies flow as they may, and tells whether they can as far as the recorder and the call are concerned.
 void Recording::update(const std::string& why)
 {
-    const bool flows = m_state == ATTACHED && m_wanted.value_or(false) && m_agreed && m_recorderTakes && !m_callIsHeld;
+    const bool flows =
+        m_state == ATTACHED && m_wanted.value_or(false) && m_agreed.sends && m_recorderTakes && !m_callIsHeld;
     if (flows != m_flows) {
         m_flows = flows;
         m_media.flow(m_numbers.own, flows);

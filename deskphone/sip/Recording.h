@@ -48,7 +48,9 @@ public:
     /// By media control.
     void setDirection(bool sends);
     void holdCall(bool held);
-    void tryAgain() { offerIfNeeded(); }
+    /// The call's sound comes in this codec from now on.
+    void useCodec(Codec codec);
+    void tryAgain();
     /// By call control, or with the call.
     void end();
 
@@ -62,11 +64,19 @@ public:
 private:
     enum State { ATTACHING, ATTACHED, ENDED };
 
+    /// What we say that we send.
+    struct Terms {
+        bool sends;
+        Codec codec;
+
+        bool operator==(const Terms& other) const { return sends == other.sends && codec == other.codec; }
+    };
+
     void happened(const SipEvent& event) override;
     void answered(const SipEvent& event);
     void offered(const SipEvent& event);
-    bool agree(const std::string& text, bool& takes);
-    std::string description(bool sends);
+    bool agree(const std::string& text, Codec codec, bool& takes);
+    std::string description(const Terms& terms);
     void invite(const char* contentType, const std::string& body);
     void offerIfNeeded();
     void update(const std::string& why);
@@ -82,14 +92,14 @@ private:
     std::array<sockaddr_in, NUMBER_OF_SIDES> m_own{};
     std::uint64_t m_descriptionIdentity;
     unsigned m_descriptionVersion = 0;
-    Codec m_codec = Codec::PCMA;
-    bool m_inviteUnderWay = false;
-    bool m_offered = true;  // in it: whether we would send
+    Codec m_codec = Codec::PCMA;            // the call's
+    bool m_inviteUnderWay = false;          // or waits to be sent again
+    Terms m_offered = {true, Codec::PCMA};  // in it
+    Terms m_agreed = {false, Codec::PCMA};  // last
 
     std::optional<bool> m_wanted;  // by the plug-in, once it has said so
     bool m_recorderTakes = false;  // as the recorder last said
     bool m_callIsHeld = false;
-    bool m_agreed = false;      // as last agreed on: whether we send
     bool m_couldStream = true;  // as last told
     bool m_flows = false;
 };

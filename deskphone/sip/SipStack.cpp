@@ -29,7 +29,7 @@ std::string bodyOf(const SipEvent& event)
         return "";
     }
     const sip_payload_t* const payload = event.message->sip_payload;
-    const std::string body =
+    std::string body =
         payload == nullptr || payload->pl_data == nullptr ? "" : std::string(payload->pl_data, payload->pl_len);
     const sip_content_type_t* const type = event.message->sip_content_type;
     if (type == nullptr || ::strncasecmp(type->c_type, MULTIPART, std::strlen(MULTIPART)) != 0) {
@@ -38,7 +38,7 @@ std::string bodyOf(const SipEvent& event)
     const char* const parameter = msg_params_find(type->c_params, "boundary=");
     std::string boundary = parameter == nullptr ? "" : parameter;
     boundary.erase(std::remove(boundary.begin(), boundary.end(), '"'), boundary.end());
-    const std::string part = partOf(body, boundary, "application/sdp");
+    std::string part = partOf(body, boundary, "application/sdp");
     return part.empty() ? body : part;
 }
 

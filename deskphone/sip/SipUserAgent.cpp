@@ -55,6 +55,13 @@ std::string timeOfDay()
     return text;
 }
 
+/// Before a change that crossed one of the other side is tried again (RFC 3261, 14.1).
+std::chrono::milliseconds timeToWait(bool beganDialog)
+{
+    const auto part = static_cast<int>(std::random_device()() % 191);
+    return std::chrono::milliseconds(beganDialog ? 2100 + 10 * part : 10 * part);
+}
+
 /// What another party says, in a comment of one line.
 std::string harmless(std::string text)
 {
@@ -335,6 +342,15 @@ void SipUserAgent::withRecording(int recording, const std::function<void(Recordi
     }
 }
 
+void SipUserAgent::withRecordingsOf(int call, const std::function<void(Recording&)>& use)
+{
+    for (const auto& recording : m_recordings) {
+        if (recording.second->numbers().call == call && !recording.second->hasEnded()) {
+            use(*recording.second);
+        }
+    }
+}
+
 template <typename Chosen>
 void SipUserAgent::endRecordings(Chosen isChosen)
 {
@@ -511,11 +527,21 @@ void SipUserAgent::stands(int call, const std::string& why)
 void SipUserAgent::heldChanged(int call, bool held, const std::string& why)
 {
     tell(call, why);
-    for (const auto& recording : m_recordings) {
-        if (recording.second->numbers().call == call && !recording.second->hasEnded()) {
-            recording.second->holdCall(held);
+    withRecordingsOf(call, [held](Recording& recording) { recording.holdCall(held); });
+}
+
+void SipUserAgent::codecChanged(int call, Codec codec)
+{
+    withRecordingsOf(call, [codec](Recording& recording) { recording.useCodec(codec); });
+}
+
+void SipUserAgent::mustWait(int call, bool beganDialog)
+{
+    m_stack.after(timeToWait(beganDialog), [this, call] {
+        if (PhoneCall* const found = find(call)) {
+            found->tryAgain();
         }
-    }
+    });
 }
 
 void SipUserAgent::ended(int call, const std::string& why)
@@ -576,12 +602,10 @@ void SipUserAgent::failed(const Recording& recording, int status, const std::str
     reportOf(recording.numbers(), why, {"LMSEventErrorStatus", std::to_string(status)});
 }
 
-/// Between 2.1 and 4 seconds (RFC 3261, 14.1), for the one who has begun the dialog.
 void SipUserAgent::mustWait(const Recording& recording)
 {
     const int number = recording.numbers().own;
-    const std::chrono::milliseconds time(2100 + 10 * (std::random_device()() % 191));
-    m_stack.after(time, [this, number] { withRecording(number, [](Recording& one) { one.tryAgain(); }); });
+    m_stack.after(timeToWait(true), [this, number] { withRecording(number, [](Recording& one) { one.tryAgain(); }); });
 }
 
 }  // namespace deskphone

@@ -50,6 +50,8 @@ private:
     void tell(int call, const std::string& what) override;
     void stands(int call, const std::string& why) override;
     void heldChanged(int call, bool held, const std::string& why) override;
+    void codecChanged(int call, Codec codec) override;
+    void mustWait(int call, bool beganDialog) override;
     void ended(int call, const std::string& why) override;
 
     void attached(const Recording& recording) override;
@@ -66,6 +68,7 @@ private:
     std::string withCall(int call, const std::function<std::string(PhoneCall&)>& use);
     PhoneCall* find(int call);
     void withRecording(int recording, const std::function<void(Recording&)>& use);
+    void withRecordingsOf(int call, const std::function<void(Recording&)>& use);
     template <typename Chosen>
     void endRecordings(Chosen isChosen);
     void indicateSoon(int call);

@@ -63,9 +63,9 @@ class Server(Sipp):
         self.uri = f"sip:party@127.0.0.1:{port}"
         self._wait(lambda: f":{port:04X} " in pathlib.Path("/proc/net/udp").read_text(), "listens")
 
-    def wait_for_log(self, text):
-        """Until it was sent a message with this text."""
-        self._wait(lambda: self._log.exists() and text in self._log.read_text(), text)
+    def wait_for_log(self, text, times=1):
+        """Until it was sent this text so often."""
+        self._wait(lambda: self._log.exists() and self._log.read_text().count(text) >= times, text)
 
     def _wait(self, happened, what):
         end = time.monotonic() + PATIENCE
@@ -92,7 +92,7 @@ class TelephoneTest(unittest.TestCase):
         return ear
 
     def party(self, scenario, **words):
-        words = {"changed": sdp(self.ear.port), "answer": sdp(self.ear.port), **words}
+        words = {"changed": sdp(self.ear.port), "answer": sdp(self.ear.port), "verdict": "200 OK", **words}
         return self.enter(Server(self.folder, scenario, **words))
 
     def telephone(self, *options, mode="allcalls", recorder="", **how):
@@ -230,6 +230,69 @@ class TelephoneTest(unittest.TestCase):
         self.assertEqual(caller.result(), 0, caller.errors())
         self.assertEqual(recorder.result(), 0, recorder.errors())
         self.finish(telephone)
+
+    def test_who_asks_for_a_password_is_told_it(self):
+        passwords = self.folder / "passwords"
+        passwords.write_text(f"{LINE} secret\n")
+        near, far = self.new_ear(), self.new_ear()
+        taken = sdp(near.port, far.port, direction="recvonly")
+        verified = 'verifyauth username="100" password="secret"'
+        recorder = self.party("challenging-party", challenge="401 Unauthorized\nWWW", check=verified, answer=taken)
+        telephone = self.telephone("--passwords", passwords, recorder=recorder.uri)
+        # SIPp verifies nothing that is for a proxy.
+        named = 'ereg regexp="Digest username=.100., realm=.office." search_in="hdr" header="Proxy-Authorization:"'
+        far_end = self.party("challenging-party", challenge="407 Proxy Authentication Required\nProxy", check=named)
+        telephone.say(f"dial {LINE} {far_end.uri}")
+        telephone.wait_for(r"LMSEventStreaming 1 1 1")
+        self.hang_up(telephone, far_end)
+        self.assertEqual(recorder.result(), 0, recorder.errors())
+        self.finish(telephone)
+
+    def test_changes_that_cross_others_are_tried_again(self):
+        near, far = self.new_ear(), self.new_ear()
+        taken = sdp(near.port, far.port, direction="recvonly")
+        pending = "491 Request Pending"
+        recorder = self.party("answering-party", answer=taken, changed=taken, verdict=pending)
+        telephone = self.telephone(recorder=recorder.uri)
+        far_end = self.call(telephone, verdict=pending)
+        telephone.wait_for(r"LMSEventStreaming 1 1 1")
+        far_end.wait_for_log("a=record:on", times=2)
+        telephone.say("setLineStatus sip:200@office 11")
+        recorder.wait_for_log("a=inactive", times=4)  # two streams, and twice
+        far_end.wait_for_log("a=record:paused")
+        for party, changes in ((far_end, 3), (recorder, 2)):
+            party.wait_for_log("acknowledged", changes)
+        telephone.say("hangup 1")
+        for party in far_end, recorder:
+            self.assertEqual(party.result(), 0, party.errors())
+        self.finish(telephone)
+        self.assertNotIn("LMSEventErrorStatus", telephone.story())
+
+    def test_a_recording_follows_the_codec_of_its_call_or_ends(self):
+        for verdict in "200 OK", "488 Not Acceptable Here":
+            with self.subTest(verdict=verdict):
+                near, far = self.new_ear(), self.new_ear()
+                taken = sdp(near.port, far.port, direction="recvonly", formats="8 0")
+                recorder = self.party("answering-party", answer=taken, changed=taken, verdict=verdict)
+                telephone = self.telephone(recorder=recorder.uri)
+                telephone.say("answer 1")
+                words = {"offer": sdp(self.ear.port), "halted": sdp(self.ear.port, formats="0"), "type": "application/sdp"}
+                caller = self.enter(Sipp(self.folder, "caller", telephone.port, "-d", 500, **words))
+                telephone.wait_for(r"LMSEventStreaming 1 1 1")
+                recorder.wait_for_log("RTP/AVP 0\n")
+                if verdict == "200 OK":
+                    recorder.wait_for_log("RTP/AVP 8\n", times=4)  # two streams, and twice
+                else:
+                    telephone.wait_for(r"LMSEventErrorStatus 1 488")
+                telephone.wait_for(r"LMSDestroySession 1")
+                self.assertEqual(caller.result(), 0, caller.errors())
+                self.assertEqual(recorder.result(), 0, recorder.errors())
+                self.finish(telephone)
+                self.assertEqual(telephone.story().count("LMSEventStreaming"), 1)
+                self.assertNotIn("LMSEventNotStreaming", telephone.story())
+                codecs = [packet[1] & 0x7F for packet in near.hear(1000, 0)]
+                changes = [codec for at, codec in enumerate(codecs) if codecs[at - 1 : at] != [codec]]
+                self.assertEqual(changes, [8, 0, 8] if verdict == "200 OK" else [8])
 
     def test_an_account_registers_with_its_password_and_no_other(self):
         passwords = self.folder / "passwords"
