@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Program.h"
+#include "Terminal.h"
 
 namespace {
 
@@ -410,6 +411,18 @@ TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
               "LOG:10: the record is cut: what is missing was taken to agree\n2" + std::string(SAME));
     EXPECT_EQ(replayOf("no log\n").errors,
               "LOG:1: there is no record of the plug-in\n0 commands; nothing was compared\n");
+    EXPECT_EQ(deskphone("--from-log /nowhere").errors, "deskphone: /nowhere: No such file or directory\n");
+}
+
+TEST(FieldLog, ShowsOnATerminalHowMuchOfItIsRead)
+{
+    const std::string record = logOf("start\n", 6);
+    const TemporaryFile log(record + std::string(std::size_t{9} << 20U, '\n') + record);
+    Terminal terminal("dumb", fs::temp_directory_path(), "--from-log " + log.name() + " --save -");
+    const std::string shown = terminal.until("3 commands; the replay logs the same");
+    EXPECT_THAT(shown, HasSubstr(log.name() + ": 45 %\r"));
+    EXPECT_THAT(shown, HasSubstr("  \rstart"));
+    EXPECT_EQ(terminal.status(), 0);
 }
 
 /// Every tenth record is torn, left out or doubled.

@@ -1,9 +1,6 @@
 #include "fieldlog/FieldLog.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "fieldlog/Operations.h"
@@ -14,7 +11,6 @@ namespace deskphone {
 namespace {
 
 constexpr std::size_t LONGEST_SIDE = 1000;
-constexpr std::size_t PROGRESS_EVERY = 1024;
 
 /// The lines without a machine in a list of them.
 std::vector<std::string> emptyIn(std::string_view list)
@@ -80,8 +76,7 @@ FieldLog::FieldLog(const std::string& name, Telephone& telephone)
       m_records(name, !telephone.running()),
       m_beginsInside(!m_records.next().empty() && !beginsForSure(m_records.next().front()) &&
                      std::any_of(m_records.next().begin(), m_records.next().end(), beginsForSure)),
-      m_unclear(m_beginsInside),
-      m_showsProgress(::isatty(STDERR_FILENO) != 0)
+      m_unclear(m_beginsInside)
 {
     const int level = m_records.highestLevel();
     m_comparison.setLevel(level);
@@ -288,7 +283,6 @@ void FieldLog::played(const Step& step)
         m_knownMachine.reset();
         m_listed.clear();
     }
-    showProgress();
 }
 
 void FieldLog::noteLookUps(const Step& step)
@@ -348,13 +342,6 @@ void FieldLog::assume(const std::string& what, std::size_t line, std::size_t las
                          " of the log: " + what);
 }
 
-void FieldLog::showProgress() const
-{
-    if (m_showsProgress && m_commands % PROGRESS_EVERY == 0) {
-        std::fprintf(stderr, "\r%s: %d %%", m_name.c_str(), static_cast<int>(100 * m_records.partRead()));
-    }
-}
-
 bool FieldLog::report(std::ostream& output) const
 {
     const LogComparison::Difference& difference = m_comparison.firstDifference();
@@ -369,7 +356,7 @@ bool FieldLog::report(std::ostream& output) const
     add("another process logs at the same time: its records are passed over", m_records.ofOthers());
     add("the record is cut: what is missing was taken to agree", m_comparison.cut());
     add("the log ends before its last command does", {m_comparison.endsEarly() ? 1U : 0U, m_records.linesRead()});
-    std::string text = m_showsProgress ? "\r\x1b[K" : "";
+    std::string text;
     std::vector<std::pair<std::size_t, std::string>> inOrder;
     inOrder.reserve(assumptions.size());
     for (const auto& [what, place] : assumptions) {

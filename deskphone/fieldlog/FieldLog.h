@@ -53,7 +53,6 @@ private:
     void leaveOut();
     void tellLeftOut();
     void assume(const std::string& what, std::size_t line, std::size_t last = 0);
-    void showProgress() const;
 
     const std::string m_name;
     Telephone& m_telephone;
@@ -74,7 +73,6 @@ private:
 
     std::size_t m_commands = 0;
     std::map<std::string, Place> m_assumptions;
-    const bool m_showsProgress;
 };
 
 }  // namespace deskphone

@@ -1,5 +1,7 @@
 #include "fieldlog/FieldRecords.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -17,6 +19,7 @@ constexpr std::size_t MOST_RECORDS = 4096;
 constexpr std::size_t MOST_BYTES = std::size_t{16} << 20U;
 constexpr std::size_t LONGEST_LINE = std::size_t{1} << 20U;
 constexpr std::size_t AT_ONCE = std::size_t{1} << 16U;
+constexpr std::size_t PROGRESS_EVERY = 64;  // of these
 
 constexpr std::size_t LONGEST_GAP = 128;    // between a component's name and its text
 constexpr std::size_t LENGTH_OF_SHAPE = 8;  // of the beginnings that are compared
@@ -249,13 +252,15 @@ bool isCutLength(std::size_t length)
 }
 
 FieldRecords::FieldRecords(const std::string& name, bool countsFromStart)
-    : m_name(name), m_file(name == "-" ? stdin : std::fopen(name.c_str(), "re"))
+    : m_name(name),
+      m_showsProgress(::isatty(STDERR_FILENO) != 0),
+      m_file(name == "-" ? stdin : std::fopen(name.c_str(), "re"))
 {
     if (m_file == nullptr) {
         throw std::system_error(errno, std::generic_category(), name);
     }
     if (std::fseek(m_file.get(), 0, SEEK_END) == 0) {
-        m_size = static_cast<double>(std::ftell(m_file.get()));
+        m_size = static_cast<std::size_t>(std::ftell(m_file.get()));
         std::rewind(m_file.get());
     }
     read();
@@ -270,11 +275,6 @@ void FieldRecords::CloseFile::operator()(std::FILE* file) const
     if (file != stdin) {
         std::fclose(file);
     }
-}
-
-double FieldRecords::partRead() const
-{
-    return m_size > 0 ? std::min(m_read / m_size, 1.0) : 0;
 }
 
 int FieldRecords::highestLevel() const
@@ -336,14 +336,8 @@ bool FieldRecords::readLine(std::string& line)
             m_taken += end + 1;
             break;
         }
-        m_buffer.resize(AT_ONCE);
-        m_buffer.resize(std::fread(m_buffer.data(), 1, AT_ONCE, m_file.get()));
-        m_taken = 0;
-        m_read += static_cast<double>(m_buffer.size());
+        refill();
         if (m_buffer.empty()) {
-            if (std::ferror(m_file.get()) != 0) {
-                throw std::system_error(errno, std::generic_category(), m_name);
-            }
             if (!any) {
                 return false;
             }
@@ -354,6 +348,24 @@ bool FieldRecords::readLine(std::string& line)
         line.pop_back();
     }
     return true;
+}
+
+void FieldRecords::refill()
+{
+    m_buffer.resize(AT_ONCE);
+    m_buffer.resize(std::fread(m_buffer.data(), 1, AT_ONCE, m_file.get()));
+    m_taken = 0;
+    if (std::ferror(m_file.get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), m_name);
+    }
+    // The cursor goes back to the line's beginning, for what else is printed there.
+    if (m_showsProgress && m_buffer.empty()) {
+        std::fprintf(stderr, "%*s\r", static_cast<int>(m_name.size() + 16), "");
+    } else if (m_showsProgress && m_refilled++ % PROGRESS_EVERY == 0) {
+        const std::size_t read = m_refilled * AT_ONCE;
+        const std::size_t shown = m_size > 0 ? std::min<std::size_t>(read / (m_size / 100 + 1), 100) : read >> 20U;
+        std::fprintf(stderr, "%s: %zu %s\r", m_name.c_str(), shown, m_size > 0 ? "%" : "MiB");
+    }
 }
 
 void FieldRecords::add(const std::string& line)

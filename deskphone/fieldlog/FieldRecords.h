@@ -34,7 +34,7 @@ using NextRecords = std::deque<FieldRecord>;
 bool isCutLength(std::size_t length);
 
 /// The plug-in's records in a telephone's log, in order: those that are next, so that a log of any size can be read.
-/// The lines of others are passed over.
+/// The lines of others are passed over. On a terminal, standard error shows how much has been read.
 ///
 /// A line is one of the plug-in if it names a component and a text of this component follows, whatever stands around
 /// them. A line that is none is taken for a further line of the record before it, unless it begins as records do in
@@ -52,9 +52,8 @@ public:
     /// Passes over the first one and reads on.
     void pass();
 
-    /// How many lines have been read, and how much of the log, from 0 to 1.
+    /// How many lines have been read.
     std::size_t linesRead() const { return m_line; }
-    double partRead() const;
 
     /// Lines of a kind: how many there are, and where the first one is.
     struct Lines {
@@ -80,6 +79,7 @@ private:
 
     void read();
     bool readLine(std::string& line);
+    void refill();
     void add(const std::string& line);
     void dropOthers();
     void noteOther(const FieldRecord& record);
@@ -89,6 +89,7 @@ private:
     void learnHandles();
 
     const std::string m_name;
+    const bool m_showsProgress;
     const std::unique_ptr<std::FILE, CloseFile> m_file;
     NextRecords m_next;
     FieldRecord m_passed{};           // the last one
@@ -98,8 +99,8 @@ private:
     std::size_t m_bytes = 0;         // in m_next
     std::string m_buffer;            // what was read of the file and not yet taken
     std::size_t m_taken = 0;         // of the buffer
-    double m_read = 0;
-    double m_size = 0;
+    std::size_t m_refilled = 0;      // times
+    std::size_t m_size = 0;          // of the file; 0: not known
     std::size_t m_line = 0;
     bool m_allRead = false;
     Lines m_unknown;
