@@ -273,6 +273,13 @@ TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
                        crossing.substr(rest, events - rest) + crossing.substr(last))
                   .errors,
               "4" + std::string(SAME));
+    // A setting is written while another one is.
+    const std::string written = logOf("start\nsetData call-recording-mode-config x\nsetRecorderAddressConfig y\n", 6);
+    const std::size_t first = written.rfind('\n', written.find("setDataItem:")) + 1;
+    const std::size_t second = written.rfind('\n', written.find("value=y")) + 1;
+    EXPECT_EQ(
+        replayOf(written.substr(0, first) + written.substr(second) + written.substr(first, second - first)).errors,
+        "3" + std::string(SAME));
     // The query asks what the event has just asked, and seems to go on while the event does.
     const std::string both = logOf("start\nLMSDestroySession 1\ngetCallRecordingOn \"\"\n", 6);
     const std::size_t asked = both.rfind('\n', both.find("getDataItem", both.find("LMSDestroySession("))) + 1;
@@ -282,6 +289,15 @@ TEST(FieldLog, KnowsARecordAmongThoseOfAnotherThread)
                        both.substr(answered))
                   .errors,
               "3" + std::string(SAME));
+}
+
+TEST(FieldLog, MayGoUpToALevelNowAndToAnotherThen)
+{
+    const std::string call = "LMSCreateSession a 7\nLMSEventNotStreaming 1\nLMSDestroySession 1\n";
+    EXPECT_EQ(replayOf(logOf("start\n" + call + "log 5\n" + call + "log 6\n" + call, 6)).errors,
+              "LOG:83: the log goes up to level 5 from about here on\n"
+              "LOG:120: the log goes up to level 6 from about here on\n10" +
+                  std::string(SAME));
 }
 
 /// Line by line, and on with the rest of either.

@@ -80,7 +80,7 @@ FieldLog::FieldLog(const std::string& name, Telephone& telephone)
 {
     const int level = m_records.highestLevel();
     m_comparison.setLevel(level);
-    telephone.recorder().keepLog(level);
+    telephone.recorder().keepLog(LOG_LEVEL_DETAIL);  // whatever the level that the log goes up to becomes
     if (level == 0) {
         assume("there is no record of the plug-in", 1);
     } else if (level < LOG_LEVEL_TRACE) {
@@ -126,7 +126,6 @@ bool FieldLog::take()
     }
     const bool taken = m_comparison.take(m_records.next());
     if (m_comparison.level() != level) {
-        m_telephone.recorder().keepLog(m_comparison.level());
         assume("the log goes up to level " + std::to_string(m_comparison.level()) + " from about here on", first.line);
     }
     assumeMissing();

@@ -16,9 +16,9 @@ constexpr std::ptrdiff_t FARTHEST = 128;
 // What a record that agrees is worth, measured in records of others that stand before it.
 constexpr int AGREES = 8;
 
-// Where none of so many records has a level, the log has lost it.
-constexpr std::size_t ENOUGH = 16;
-constexpr std::ptrdiff_t ENOUGH_AT_END = 2;
+// Where an operation lacks records of a level, and none of so many has it, the log has lost it.
+constexpr std::ptrdiff_t ENOUGH = 16;
+constexpr std::ptrdiff_t ENOUGH_FOR_ONE = 32;
 
 std::string_view trimmed(std::string_view text)
 {
@@ -332,10 +332,12 @@ bool LogComparison::lowerLevel(const NextRecords& records)
     }
     const int lost = waits->next()->log.level;
     const auto lacks = [lost](const Expected& expected) { return expected.log.level >= lost; };
-    if (lost < LOG_LEVEL_INFO ||
-        (records.size() < ENOUGH && std::count_if(waits->next(), waits->log.cend(), lacks) < ENOUGH_AT_END) ||
-        std::any_of(records.begin(), records.end(),
-                    [lost](const FieldRecord& record) { return record.kind->level >= lost; })) {
+    const bool lacksOne = std::count_if(waits->next(), waits->log.cend(), lacks) == 1;
+    const std::ptrdiff_t enough = lacksOne ? ENOUGH_FOR_ONE : std::max(ENOUGH, waits->log.cend() - waits->next());
+    const auto left = static_cast<std::ptrdiff_t>(records.size());
+    const auto hasLevel = [lost](const FieldRecord& record) { return record.kind->level >= lost; };
+    if (lost < LOG_LEVEL_INFO || (lacksOne && left < enough) ||
+        std::any_of(records.begin(), records.begin() + std::min(left, enough), hasLevel)) {
         return false;
     }
     m_level = lost - 1;

@@ -170,14 +170,15 @@ Told writeTags(const NextRecords& records)
     while (const FieldRecord* const record = nextOf(component, records, at)) {
         Words places;
         if (record->is(VALUE_WRITTEN) && placesOf(*record, VALUE_WRITTEN, places)) {
-            // What follows tells where the tag ends, or the value.
+            // What follows tells where the tag ends, or the value, unless it is another thread's.
             std::size_t behindIt = at;
             const FieldRecord* const following = nextOf(component, records, behindIt);
             Words ends;
             const bool unknown =
                 following != nullptr && following->is(UNKNOWN_TAG) && placesOf(*following, UNKNOWN_TAG, ends);
             Words words = tagAndValue(behind("setData : ", *record), unknown ? ends[0] : "");
-            if (following != nullptr && following->is(ITEM_WRITTEN) && placesOf(*following, ITEM_WRITTEN, ends)) {
+            if (following != nullptr && following->is(ITEM_WRITTEN) && placesOf(*following, ITEM_WRITTEN, ends) &&
+                words[1].compare(0, ends[1].size(), ends[1]) == 0) {
                 words[1] = ends[1];
             }
             told.command.insert(told.command.end(), words.begin(), words.end());
