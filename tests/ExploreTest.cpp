@@ -10,6 +10,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 TEST(Stories, FailInNoOrderWithOnePreemption)
@@ -118,6 +119,25 @@ TEST(Explore, TakesForGrantedWhatTheScenarioAllows)
     const Played run = deskphone("--explore --preemptions 1 " + file.name());
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, HasSubstr("\n2 outcomes, 0 orders with a failure\n"));
+}
+
+TEST(Explore, ShowsAFindingInEveryStoryWithTheCommandThatItLeavesUnfinished)
+{
+    std::string endless = "getData";
+    for (int i = 0; i < 30'000; ++i) {
+        endless += " call-recording-mode";
+    }
+    const TemporaryFile alone("# a comment, which allows nothing\nlog 0\nstart\n" + endless + '\n');
+    const TemporaryFile atOnce("# a comment, which allows nothing\nlog 0\nat-once\nstart\n" + endless + "\nend\n");
+    const std::string goesOn = "goes on for ever: ";
+    EXPECT_THAT(deskphone("--explore --preemptions 0 " + atOnce.name()).output, HasSubstr("    failure  " + goesOn));
+    for (const std::string& name : {alone.name(), atOnce.name()}) {
+        const Played run = deskphone("--json --order usual " + name);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_THAT(run.errors, StartsWith("deskphone: " + goesOn));
+        EXPECT_THAT(run.output, AllOf(HasSubstr("{\"step\":2,\"result\":null}\n{\"step\":3,\"command\":[\"getData\","),
+                                      Not(HasSubstr("{\"step\":3,\"result\""))));
+    }
 }
 
 TEST(Explore, LetsNobodyIntoAServiceThatStopsOrStarts)

@@ -50,7 +50,8 @@ public:
     Facts facts();
     /// Without those that are allowed.
     const std::set<std::string>& failures() const { return m_failures; }
-    void fail(const std::string& check, const std::string& what);
+    /// What is never allowed.
+    void fail(const std::string& what) { m_failures.insert(what); }
 
 private:
     struct Post {
@@ -67,6 +68,7 @@ private:
     };
     using Requests = std::vector<std::string>;
 
+    void fail(const char* check, const std::string& what);
     void follow(const Call& call);
     void follow(const MachineEvent& event);
     void checkEvents();

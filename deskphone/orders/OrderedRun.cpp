@@ -13,6 +13,13 @@ namespace deskphone {
 
 using namespace runtime::orders;
 
+namespace {
+
+/// Who comes to so many goes on for ever: most commands come to some ten.
+constexpr std::size_t MOST_POINTS_OF_A_COMMAND = 10'000;
+
+}  // namespace
+
 /// The thread of a command in a block.
 class OrderedRun::Giver : public Caller {
 public:
@@ -71,7 +78,8 @@ OrderedRun::~OrderedRun() = default;
 Outcome OrderedRun::play(Schedule& schedule)
 {
     WithinBlocks within(*this, schedule);
-    Outcome outcome = runtime::orders::play(*this, within);
+    const std::size_t mostPoints = (m_script.commands.size() + 1) * MOST_POINTS_OF_A_COMMAND;
+    Outcome outcome = runtime::orders::play(*this, within, static_cast<unsigned>(mostPoints));
     m_telephone->recorder().follow(nullptr);
     if (!m_mistake.empty()) {
         throw Mistake(m_mistake);
@@ -80,9 +88,9 @@ Outcome OrderedRun::play(Schedule& schedule)
                                           [&within](const Branch& branch) { return !within.wasAsked(branch); }),
                            outcome.branches.end());
     if (!outcome.finding.empty()) {
-        m_judge.fail("", outcome.finding);
+        m_judge.fail(outcome.finding);
         m_facts = {{FINDING, outcome.finding}};
-        cutIntoSteps(m_telephone->recorder().take());
+        endUnfinished(m_telephone->recorder().take());
         // Threads that never go on stand in the middle of it.
         runtime::setLogSink(nullptr);
         static_cast<void>(m_telephone.release());
@@ -126,12 +134,21 @@ Step OrderedRun::give(std::size_t command, int number)
 void OrderedRun::playAlone(std::size_t command)
 {
     playedStep = static_cast<int>(command) + 1;
+    if (m_keepsSteps) {
+        const Given& given = m_script.commands[command];
+        Step& unfinished = m_steps.emplace_back();
+        unfinished.number = playedStep;
+        unfinished.command = given.words;
+        unfinished.comments = given.comments;
+        unfinished.lampWasOn = m_telephone->lampOn();
+        unfinished.ends = false;
+    }
     try {
         Step played = give(command, playedStep);
         played.records = m_telephone->settle();
         played.serviceRuns = m_telephone->running();
         if (m_keepsSteps) {
-            m_steps.push_back(std::move(played));
+            m_steps.back() = std::move(played);
         }
     } catch (const Mistake& mistake) {
         m_mistake = m_script.places[command] + ": " + mistake.what();
@@ -182,7 +199,7 @@ void OrderedRun::giveAtOnce(Giver& giver)
         }
     }
     m_pieces.push_back({{CALLER, giver.playedStep}, true});
-    Value& result = m_results[giver.command - m_blockBegin];
+    Value result;
     try {
         result = give(giver.command, giver.playedStep).result;
     } catch (const Mistake&) {
@@ -190,6 +207,7 @@ void OrderedRun::giveAtOnce(Giver& giver)
         result = std::string("not played");
         m_judge.returned({giver.playedStep, words, {}, Block::NONE, {}, result});
     }
+    m_results[giver.command - m_blockBegin] = std::move(result);
     if (m_alone == &giver) {
         m_alone = nullptr;
     }
@@ -211,6 +229,16 @@ void OrderedRun::logged(const char* component, const std::string& text, const Tu
 {
     if (turn.thread == DISPATCHER && std::string_view(component) == MachineLog::CONTROLLER) {
         m_judge.delivers(text);
+    }
+}
+
+/// A finding leaves a block, or a command by itself, unfinished.
+void OrderedRun::endUnfinished(Records records)
+{
+    if (!m_results.empty()) {
+        cutIntoSteps(std::move(records));
+    } else if (!m_steps.empty() && !m_steps.back().ends) {
+        m_steps.back().records = std::move(records);
     }
 }
 
@@ -253,8 +281,8 @@ void OrderedRun::cutIntoSteps(Records records)
         const auto number = static_cast<int>(m_blockBegin + command) + 1;
         const auto piece = std::find_if(m_steps.rbegin(), m_steps.rend(),
                                         [number](const Step& step) { return step.number == number; });
-        if (piece != m_steps.rend()) {
-            piece->result = m_results[command];
+        if (piece != m_steps.rend() && m_results[command]) {
+            piece->result = *m_results[command];
             piece->ends = true;
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,7 @@ private:
     void playAlone(std::size_t command);
     void playBlock(std::size_t begin, std::size_t end);
     void giveAtOnce(Giver& giver);
+    void endUnfinished(Records records);
     void cutIntoSteps(Records records);
 
     const Script& m_script;
@@ -63,8 +65,8 @@ private:
     Facts m_facts;
     std::vector<Piece> m_pieces;  // of the block, in their order
     std::size_t m_blockBegin = 0;
-    std::vector<Value> m_results;  // of the block's commands
-    bool m_lampWasOn = false;      // before the block
+    std::vector<std::optional<Value>> m_results;  // of the block's commands that have returned
+    bool m_lampWasOn = false;                     // before the block
     std::vector<Step> m_steps;
 };
 

@@ -1,6 +1,7 @@
 #include "orders/Script.h"
 
 #include <iostream>
+#include <optional>
 #include <sstream>
 
 #include "orders/Judge.h"
@@ -11,8 +12,8 @@ namespace deskphone {
 
 namespace {
 
-/// What `# allowed WHAT: why` allows; "" for any other comment.
-std::string allowedBy(const std::string& comment)
+/// What `# allowed WHAT: why` allows, if the comment is one of these.
+std::optional<std::string> allowedBy(const std::string& comment)
 {
     std::istringstream words(comment);
     std::string sign;
@@ -20,7 +21,7 @@ std::string allowedBy(const std::string& comment)
     std::string what;
     words >> sign >> word >> what;
     if (sign != "#" || word != "allowed") {
-        return "";
+        return std::nullopt;
     }
     if (what.empty() || what.back() != ':' || words.peek() == std::istringstream::traits_type::eof()) {
         throw Mistake("expected # allowed WHAT: why");
@@ -47,7 +48,9 @@ Script::Script(const std::vector<std::string>& files)
                 meanings.push_back(&findCommand(command.words));
                 places.push_back(file.place());
                 for (const std::string& comment : command.comments) {
-                    allowed.insert(allowedBy(comment));
+                    if (const auto what = allowedBy(comment)) {
+                        allowed.insert(*what);
+                    }
                 }
             }
         } catch (const Mistake& mistake) {
