@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "OwnProcess.h"
 #include "Shows.h"
 #include "fieldlog/FieldLog.h"
 #include "prompt/Conversation.h"
@@ -219,7 +220,7 @@ public:
         int status = 0;
         std::size_t agreeing = 0;
         for (const auto& scenarios : m_options.runs) {
-            const int one = inAProcessOfItsOwn(scenarios.front());
+            const int one = proveApart(scenarios.front());
             agreeing += one == 0 ? 1 : 0;
             status = std::max(status, one);
         }
@@ -231,22 +232,10 @@ public:
 
 private:
     /// The plug-in's worker outlives the telephone, and does nothing for the next one of the same process.
-    int inAProcessOfItsOwn(const std::string& scenario)
+    int proveApart(const std::string& scenario)
     {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            int status = 2;
-            try {
-                status = prove(scenario);
-            } catch (const std::exception& failure) {
-                std::cerr << "deskphone: " << failure.what() << std::endl;
-            }
-            ::_exit(status | (m_toldOfSilence ? TOLD_OF_SILENCE : 0));
-        }
-        int status = 0;
-        if (child < 0 || ::waitpid(child, &status, 0) < 0) {
-            throw std::system_error(errno, std::generic_category(), scenario);
-        }
+        const int status =
+            inAProcessOfItsOwn([this, &scenario] { return prove(scenario) | (m_toldOfSilence ? TOLD_OF_SILENCE : 0); });
         if (!WIFEXITED(status)) {
             m_screen.print(BROKEN_OFF + scenario + '\n');
             return 2;

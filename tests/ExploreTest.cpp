@@ -58,7 +58,8 @@ TEST(Explore, TellsWhatOrdersLeadToAndHowTheyDiffer)
 
 TEST(Explore, PlaysAnOrderAgainInAnyForm)
 {
-    const TemporaryFile file(TWO_WAYS);
+    const std::string story = TWO_WAYS + "# the end\n";
+    const TemporaryFile file(story);
     const std::string outcomes = deskphone("--explore --preemptions 1 " + file.name()).output;
     const std::string fails = orderAt(outcomes.find("--order"), outcomes);
     const Played run = deskphone(fails + file.name());
@@ -75,12 +76,24 @@ TEST(Explore, PlaysAnOrderAgainInAnyForm)
     const TemporaryFile saved;
     const Played json = deskphone("--json --save " + saved.name() + ' ' + keeps + file.name());
     EXPECT_EQ(json.status, 0) << json.errors;
-    EXPECT_EQ(saved.content(), TWO_WAYS);
+    EXPECT_EQ(saved.content(), story);
     for (const std::string step : {"5", "6"}) {
         EXPECT_EQ(std::string(json.output).find("{\"step\":" + step + ",\"command\""),
                   json.output.rfind("{\"step\":" + step + ",\"command\""));
         EXPECT_THAT(json.output, HasSubstr("{\"step\":" + step + ",\"result\":"));
     }
+}
+
+TEST(Explore, WritesTheLogOfTheOrderThatIsShown)
+{
+    const TemporaryFile file(std::regex_replace(TWO_WAYS, std::regex("log 0"), "log 5"));
+    const TemporaryFile log;
+    deskphone("--order usual --log-file " + log.name() + ' ' + file.name());
+    const std::string content = log.content();
+    const std::size_t first = content.find("LMSCreateSession(lineURI=sip:1, callID=7)");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(content.rfind("callID=7)"), content.find("callID=7)")) << "another order's log";
+    EXPECT_LT(first, content.find("callID=8)"));
 }
 
 TEST(Explore, ShowsAnInterruptedCommandInPieces)

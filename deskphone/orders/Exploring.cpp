@@ -1,7 +1,6 @@
 #include "orders/Exploring.h"
 
 #include <poll.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,17 +8,15 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <iostream>
-#include <new>
 #include <system_error>
 #include <vector>
 
 #include "Orders.h"
-#include "orders/OrderedRun.h"
+#include "OwnProcess.h"
 #include "orders/Outcomes.h"
-#include "orders/WholeOperations.h"
+#include "orders/Playing.h"
 #include "scenario/Words.h"
 #include "show/Screen.h"
 
@@ -38,7 +35,7 @@ struct Shared {
     struct Job {
         std::atomic<std::uint64_t> orders;
         std::atomic<std::uint64_t> failing;
-        char code[200];  // of the order that is played
+        Trail trail;
     };
 
     std::atomic<bool> mustStop;
@@ -74,123 +71,73 @@ private:
     Schedule& m_schedule;
 };
 
-/// Notes the code of the order that is played while it is played: it may end the process.
-class Noted : public Schedule {
+/// One process's part of the orders.
+class Part {
 public:
-    Noted(Schedule& schedule, Shared::Job& job) : m_schedule(schedule), m_job(job) { *m_job.code = '\0'; }
-
-    unsigned choose(const Branch& branch) override
+    /// `usual` is the order that nothing else is said of.
+    Part(const OrdersAsked& asked, Playing& playing, const Outcome& usual, unsigned number)
+        : m_asked(asked), m_playing(playing), m_number(number), m_job(shared->jobs[number])
     {
-        const unsigned chosen = m_schedule.choose(branch);
-        if (chosen != branch.usual()) {
-            m_code.push_back({branch.point, chosen});
-            std::strncpy(m_job.code, codeText(m_code).c_str(), sizeof m_job.code - 1);
-        }
-        return chosen;
-    }
-
-private:
-    Schedule& m_schedule;
-    Shared::Job& m_job;
-    Code m_code;
-};
-
-/// Plays orders of a script in this process.
-class Playing {
-public:
-    Playing(const Options& options, const Script& script, const Plugin& plugin)
-        : m_options(options),
-          m_script(script),
-          m_plugin(plugin),
-          m_staticData(reinterpret_cast<void*>(plugin.createService))
-    {
-        const Code usual;
-        GivenOrder order(usual);
-        if (const auto branches = play(order).outcome.branches; !branches.empty()) {
-            m_firstPoint = branches.front().point;
-            m_points = branches.back().point - m_firstPoint + 1;
+        if (!usual.branches.empty()) {
+            m_firstPoint = usual.branches.front().point;
+            m_points = usual.branches.back().point - m_firstPoint + 1;
         }
     }
 
-    /// The part of one process.
-    Outcomes playPart(unsigned part)
+    Outcomes play()
     {
-        m_job = &shared->jobs[part];
-        if (m_script.allowed.count(Judge::SEQUENTIAL) == 0) {
-            m_explained = outcomesOfWholeOperations([this](Schedule& schedule) { return play(schedule).facts; });
-        }
-        m_options.orders.which == Orders::ALL ? playAll(part) : playRandom(part);
+        m_playing.follow(m_job.trail);
+        m_playing.explain();
+        m_asked.which == Orders::ALL ? playAll() : playRandom();
         return std::move(m_outcomes);
     }
 
 private:
-    struct Played {
-        Outcome outcome;
-        Facts facts;
-        std::set<std::string> failures;
-    };
-
-    Played play(Schedule& schedule)
+    Outcome play(Schedule& schedule, bool counts)
     {
-        auto run = std::make_unique<OrderedRun>(m_script, m_plugin, m_options.logLevel, false);
-        Noted noted(schedule, *m_job);
-        Played played{run->play(noted), run->facts(), run->failures()};
-        run.reset();
-        m_staticData.restore();
-        return played;
-    }
-
-    Outcome playAndCount(Schedule& schedule, bool counts)
-    {
-        Played played = play(schedule);
-        if (played.failures.empty() && !m_explained.empty() && m_explained.count(lasting(played.facts)) == 0) {
-            played.failures.insert("no order of whole operations leads to these states and stored values");
-        }
+        Played played = m_playing.play(schedule);
         if (counts) {
             m_outcomes.add(played.facts, played.failures, played.outcome);
-            m_job->orders = m_outcomes.orders();
-            m_job->failing = m_outcomes.failing();
+            m_job.orders = m_outcomes.orders();
+            m_job.failing = m_outcomes.failing();
         }
         return std::move(played.outcome);
     }
 
     bool mustStop() const { return shared->mustStop || m_outcomes.failing() >= MOST_FAILURES; }
 
-    void playAll(unsigned part)
+    void playAll()
     {
-        Exploration all(m_options.orders.preemptions);
+        Exploration all(m_asked.preemptions);
         for (Code code; !mustStop() && all.next(code);) {
             // Everyone plays the few orders with one deviation. With the second one the parts go separate ways.
-            const bool isOwn = code.size() > 2 || hash(code) % m_options.orders.jobs == part;
+            const bool isOwn = code.size() > 2 || hash(code) % m_asked.jobs == m_number;
             if (code.size() == 2 && !isOwn) {
                 continue;
             }
             GivenOrder order(code);
-            all.played(playAndCount(order, isOwn));
+            all.played(play(order, isOwn));
         }
     }
 
-    void playRandom(unsigned part)
+    void playRandom()
     {
-        const OrdersAsked& asked = m_options.orders;
-        for (std::uint64_t number = part; number < asked.count && !mustStop(); number += asked.jobs) {
-            RandomOrder order(asked.seed + number, asked.preemptions, m_points);
+        for (std::uint64_t number = m_number; number < m_asked.count && !mustStop(); number += m_asked.jobs) {
+            RandomOrder order(m_asked.seed + number, m_asked.preemptions, m_points);
             FromPoint within(m_firstPoint, order);
-            playAndCount(within, true);
+            play(within, true);
         }
     }
 
     static std::size_t hash(const Code& code) { return std::hash<std::string>()(codeText(code)); }
 
-    const Options& m_options;
-    const Script& m_script;
-    const Plugin& m_plugin;
-    const StaticData m_staticData;
-    std::set<Facts> m_explained;
+    const OrdersAsked& m_asked;
+    Playing& m_playing;
+    const unsigned m_number;
+    Shared::Job& m_job;
     unsigned m_firstPoint = 0;  // where the usual order could first be another one
     unsigned m_points = 1;      // from there on
     Outcomes m_outcomes;
-    Shared::Job* m_job = shared->jobs;
 };
 
 /// A process that plays a part, and the end of the pipe that its outcomes come from.
@@ -201,7 +148,7 @@ struct Process {
     bool isOpen = true;
 };
 
-Process begin(Playing& playing, unsigned part)
+Process begin(Part part)
 {
     int ends[2];
     if (::pipe(ends) != 0) {
@@ -216,7 +163,7 @@ Process begin(Playing& playing, unsigned part)
         return {child, ends[0]};
     }
     ::signal(SIGINT, SIG_IGN);  // the parent's to heed
-    const std::string written = playing.playPart(part).written();
+    const std::string written = part.play().written();
     for (std::size_t at = 0; at < written.size();) {
         const ssize_t length = ::write(ends[1], written.data() + at, written.size() - at);
         if (length < 0) {
@@ -295,10 +242,8 @@ void await(std::vector<Process>& processes, Outcomes& outcomes)
         if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
             outcomes.merge(processes[index].read);
         } else {
-            outcomes.addFatal(WIFSIGNALED(status)
-                                  ? std::string("it ended the process: ") + ::strsignal(WTERMSIG(status))
-                                  : "it ended the process",
-                              *shared->jobs[index].code == '\0' ? codeText({}) : shared->jobs[index].code);
+            const Trail& trail = shared->jobs[index].trail;
+            outcomes.addFatal(endOfProcess(status), trail.preemptions, *trail.code == '\0' ? codeText({}) : trail.code);
         }
     }
 }
@@ -307,17 +252,16 @@ void await(std::vector<Process>& processes, Outcomes& outcomes)
 
 int explore(const Options& options, const Script& script, const Plugin& plugin)
 {
-    void* const memory = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) {
-        throw failure("mmap");
-    }
-    shared = new (memory) Shared();
+    shared = &makeShared<Shared>();
     ::signal(SIGINT, onInterrupt);
     const auto begun = Clock::now();
-    Playing playing(options, script, plugin);
+    Playing playing(script, plugin, options.logLevel);
+    const Code nothingUnusual;
+    GivenOrder order(nothingUnusual);
+    const Outcome usual = playing.play(order).outcome;
     std::vector<Process> processes;
     for (unsigned job = 0; job < options.orders.jobs; ++job) {
-        processes.push_back(begin(playing, job));
+        processes.push_back(begin(Part(options.orders, playing, usual, job)));
     }
     Outcomes outcomes;
     await(processes, outcomes);

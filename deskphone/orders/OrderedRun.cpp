@@ -63,13 +63,14 @@ private:
     std::vector<unsigned> m_points;
 };
 
-OrderedRun::OrderedRun(const Script& script, const Plugin& plugin, int logLevel, bool keepsSteps)
+OrderedRun::OrderedRun(const Script& script, const Plugin& plugin, int logLevel, const Kept& kept)
     : m_script(script),
-      m_keepsSteps(keepsSteps),
+      m_kept(kept),
       m_telephone(std::make_unique<Telephone>(plugin, true)),
       m_judge(*m_telephone, script.allowed)
 {
     m_telephone->setLogLevel(logLevel);
+    m_telephone->recorder().writeLog(kept.logFile);
     m_telephone->recorder().follow(this);
 }
 
@@ -78,8 +79,8 @@ OrderedRun::~OrderedRun() = default;
 Outcome OrderedRun::play(Schedule& schedule)
 {
     WithinBlocks within(*this, schedule);
-    const std::size_t mostPoints = (m_script.commands.size() + 1) * MOST_POINTS_OF_A_COMMAND;
-    Outcome outcome = runtime::orders::play(*this, within, static_cast<unsigned>(mostPoints));
+    const auto mostPoints = static_cast<unsigned>((m_script.commands.size() + 1) * MOST_POINTS_OF_A_COMMAND);
+    Outcome outcome = runtime::orders::play(*this, within, std::min(m_kept.points, mostPoints));
     m_telephone->recorder().follow(nullptr);
     if (!m_mistake.empty()) {
         throw Mistake(m_mistake);
@@ -134,7 +135,7 @@ Step OrderedRun::give(std::size_t command, int number)
 void OrderedRun::playAlone(std::size_t command)
 {
     playedStep = static_cast<int>(command) + 1;
-    if (m_keepsSteps) {
+    if (m_kept.steps) {
         const Given& given = m_script.commands[command];
         Step& unfinished = m_steps.emplace_back();
         unfinished.number = playedStep;
@@ -147,7 +148,7 @@ void OrderedRun::playAlone(std::size_t command)
         Step played = give(command, playedStep);
         played.records = m_telephone->settle();
         played.serviceRuns = m_telephone->running();
-        if (m_keepsSteps) {
+        if (m_kept.steps) {
             m_steps.back() = std::move(played);
         }
     } catch (const Mistake& mistake) {
@@ -247,7 +248,7 @@ void OrderedRun::endUnfinished(Records records)
 void OrderedRun::cutIntoSteps(Records records)
 {
     const std::vector<Piece> pieces = std::exchange(m_pieces, {});
-    if (!m_keepsSteps || m_results.empty()) {
+    if (!m_kept.steps || m_results.empty()) {
         return;
     }
     std::array<std::size_t, NUMBER_OF_THREADS> next{};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,14 +14,21 @@
 
 namespace deskphone {
 
+/// What is kept of an order, and how far it is played.
+struct Kept {
+    bool steps = false;          // to be shown
+    LogFile* logFile = nullptr;  // for the plug-in's log; null: none
+    unsigned points = std::numeric_limits<unsigned>::max();
+};
+
 /// A script played once in one order: the commands of a block on a thread each, in the order that a schedule chooses;
 /// the others one after the other, as in any run.
 ///
 /// Like a host that keeps the rules, it starts and stops the service with no other command inside it.
 class OrderedRun : private Caller, private Follower {
 public:
-    /// None of these is owned. The steps are kept only if they are to be shown.
-    OrderedRun(const Script& script, const Plugin& plugin, int logLevel, bool keepsSteps);
+    /// None of these is owned.
+    OrderedRun(const Script& script, const Plugin& plugin, int logLevel, const Kept& kept);
     ~OrderedRun() override;
     OrderedRun(const OrderedRun&) = delete;
     OrderedRun& operator=(const OrderedRun&) = delete;
@@ -55,7 +63,7 @@ private:
     void cutIntoSteps(Records records);
 
     const Script& m_script;
-    const bool m_keepsSteps;
+    const Kept m_kept;
     std::unique_ptr<Telephone> m_telephone;
     Judge m_judge;
     bool m_inBlock = false;

@@ -84,9 +84,9 @@ void Outcomes::add(const Outcome& outcome, const Ways& ways)
     m_failing += outcome.first.empty() ? 0 : ways.orders;
 }
 
-void Outcomes::addFatal(const std::string& failure, const std::string& code)
+void Outcomes::addFatal(const std::string& failure, unsigned preemptions, const std::string& code)
 {
-    add({{failure}, {{FINDING, failure}}}, {1, 0, 0, code});
+    add({{failure}, {{FINDING, failure}}}, {1, preemptions, 0, code});
 }
 
 std::string Outcomes::written() const

@@ -26,7 +26,7 @@ class Outcomes {
 public:
     void add(const Facts& facts, const std::set<std::string>& failures, const runtime::orders::Outcome& order);
     /// An order that ended the process.
-    void addFatal(const std::string& failure, const std::string& code);
+    void addFatal(const std::string& failure, unsigned preemptions, const std::string& code);
     /// Those of another process, as it wrote them.
     void merge(const std::string& written);
     std::string written() const;

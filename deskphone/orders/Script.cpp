@@ -3,6 +3,7 @@
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "orders/Judge.h"
 #include "scenario/Commands.h"
@@ -44,13 +45,20 @@ Script::Script(const std::vector<std::string>& files)
     for (const std::string& name : files) {
         ScenarioFile file(name, std::cerr);
         try {
-            for (Given command; file.next(command); commands.push_back(std::move(command))) {
-                meanings.push_back(&findCommand(command.words));
-                places.push_back(file.place());
+            for (bool any = true; any;) {
+                Given command;
+                any = file.next(command);
                 for (const std::string& comment : command.comments) {
                     if (const auto what = allowedBy(comment)) {
                         allowed.insert(*what);
                     }
+                    lastComments.push_back(comment);
+                }
+                if (any) {
+                    meanings.push_back(&findCommand(command.words));
+                    places.push_back(file.place());
+                    command.comments = std::exchange(lastComments, {});
+                    commands.push_back(std::move(command));
                 }
             }
         } catch (const Mistake& mistake) {

@@ -17,6 +17,7 @@ struct Script {
     std::vector<Given> commands;
     std::vector<const Command*> meanings;  // of each command
     std::vector<std::string> places;       // FILE:LINE of each command
+    std::vector<std::string> lastComments;
     /// What is no failure here: a comment says `# allowed WHAT: why`.
     std::set<std::string> allowed;
 };
