@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 #include <sys/mman.h>
 
+#include <cstdint>
 #include <new>
 
 namespace runtime::orders {
@@ -40,6 +41,11 @@ void Fiber::restart()
     ::makecontext(&m_beginning, m_entry, 0);
     m_begun = false;
     m_exceptions = Exceptions();
+}
+
+bool Fiber::isOnStack(const void* address) const
+{
+    return reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(m_stack) < STACK_SIZE;
 }
 
 // Only the beginning takes a context, whose switch saves the signal mask with a system call; a jump does not.

@@ -21,6 +21,7 @@ public:
     void switchTo(Fiber& other);
     /// The next switch to it begins `entry` again. What is on its stack is lost.
     void restart();
+    bool isOnStack(const void* address) const;
 
 private:
     /// What the C++ runtime keeps for each thread of the system.

@@ -106,6 +106,9 @@ Outcome play(Threadable& first, Schedule& schedule, unsigned mostPoints = 100'00
 /// A point: the calling thread is about to do something that others may notice. Nothing outside an order.
 void point();
 
+/// Whether that lies on the calling thread's own stack in an order, where it is nobody else's.
+bool isOnStack(const void* address);
+
 /// All orders with up to so many preemptions, each once, those with fewer first. Switches that a waiting thread makes
 /// necessary are no preemptions.
 class Exploration {

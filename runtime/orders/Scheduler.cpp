@@ -304,6 +304,11 @@ void point()
     }
 }
 
+bool isOnStack(const void* address)
+{
+    return playing != nullptr && playing->isOnStack(address);
+}
+
 }  // namespace runtime::orders
 
 namespace runtime {

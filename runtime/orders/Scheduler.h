@@ -40,6 +40,7 @@ public:
 
     unsigned running() const { return m_running; }
     Threadable* runningBody() const { return m_threads[m_running].body; }
+    bool isOnStack(const void* address) const { return m_fibers[m_running]->isOnStack(address); }
     /// The new thread's number; 0 when there are as many threads as can be.
     unsigned spawn(Threadable& body, const char* name);
     /// Whether there is such a thread.

@@ -2,20 +2,15 @@
 // -fsanitize=thread and linked with this instead of the sanitizer. So it shows what a lock keeps apart, once it is
 // gone.
 
-#include <atomic>
 #include <cstddef>
-#include <cstdint>
 
 #include "Orders.h"
 
 namespace {
 
-/// Nobody else knows what lies on the thread's own stack.
 void access(const void* address)
 {
-    constexpr std::uintptr_t stackSize = std::uintptr_t{256} * 1024;
-    const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
-    if (reinterpret_cast<std::uintptr_t>(address) - here + stackSize > 2 * stackSize) {
+    if (!runtime::orders::isOnStack(address)) {
         runtime::orders::point();
     }
 }
