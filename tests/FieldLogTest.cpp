@@ -430,6 +430,20 @@ TEST(FieldLog, SaysWhatItAssumesOfALogThatIsNotWhole)
     EXPECT_EQ(deskphone("--from-log /nowhere").errors, "deskphone: /nowhere: No such file or directory\n");
 }
 
+TEST(FieldLog, IsReadToItsEndHoweverLongItsLinesAre)
+{
+    std::string scenario = "start\n";
+    for (int count = 1; count <= 15; ++count) {
+        scenario += "getCallRecordingOn " + std::to_string(count) + '\n';
+    }
+    for (int count = 0; count < 400; ++count) {
+        scenario += "LMSDestroySession 9\n";
+    }
+    const std::string behind = ' ' + std::string(4000, '-') + '\n';
+    EXPECT_EQ(replayOf(std::regex_replace(logOf(scenario, 6), std::regex("\n"), behind)).errors,
+              "416" + std::string(SAME));
+}
+
 TEST(FieldLog, ShowsOnATerminalHowMuchOfItIsRead)
 {
     const std::string record = logOf("start\n", 6);

@@ -289,7 +289,7 @@ int FieldRecords::highestLevel() const
 void FieldRecords::pass()
 {
     m_passed = std::move(m_next.front());
-    m_bytes -= m_passed.text.size();
+    m_bytes -= m_passed.length;
     m_next.pop_front();
     read();
     // What is left of another process is followed once that starts anew.
@@ -306,7 +306,7 @@ void FieldRecords::pass()
 
 void FieldRecords::noteOther(const FieldRecord& record)
 {
-    m_bytes -= record.text.size();
+    m_bytes -= record.length;
     m_ofOthers.first = m_ofOthers.count == 0 ? record.line : std::min(m_ofOthers.first, record.line);
     ++m_ofOthers.count;
 }
@@ -378,7 +378,7 @@ void FieldRecords::add(const std::string& line)
         text = text.substr(0, isJson(line) ? text.find(QUOTE) : NOWHERE);
         m_next.push_back({m_line, found->text, cleaned(text), plain.substr(0, found->component), line.size(),
                           isCutLength(line.size())});
-        m_bytes += m_next.back().text.size();
+        m_bytes += line.size();
         dropOthers();
     } else if (const bool bare = named && (m_next.empty() || m_next.back().beginning.empty());
                (bare || m_next.empty() || !continueRecord(plain)) && named) {
@@ -440,7 +440,7 @@ bool FieldRecords::continueRecord(const std::string& line)
         record->length += line.size() + 1;
         record->cut = record->cut || isCutLength(line.size());
         record->key = 0;
-        m_bytes += text.size() + 1;
+        m_bytes += line.size() + 1;
     }
     return true;
 }

@@ -96,7 +96,7 @@ private:
     std::vector<std::string> m_ends;  // what stands behind the texts in this log
     int m_handlesBefore = 0;
     bool m_countsFromThere = false;  // the handles still do
-    std::size_t m_bytes = 0;         // in m_next
+    std::size_t m_bytes = 0;         // that m_next has of the log
     std::string m_buffer;            // what was read of the file and not yet taken
     std::size_t m_taken = 0;         // of the buffer
     std::size_t m_refilled = 0;      // times

@@ -11,6 +11,9 @@ namespace {
 
 // How many records of each side are looked at, at most, to find how they go on together.
 constexpr std::ptrdiff_t MOST_WANTED = 32;
+constexpr std::size_t MOST_NEXT = 64;
+
+// For how many records an operation waits.
 constexpr std::ptrdiff_t FARTHEST = 128;
 
 // What a record that agrees is worth, measured in records of others that stand before it.
@@ -309,7 +312,7 @@ std::vector<int> LogComparison::worthBehindFirst(Log::const_iterator next, Log::
                                                  const NextRecords& records) const
 {
     std::vector<int> worth(static_cast<std::size_t>(end - next) + 1);
-    for (std::size_t column = std::min<std::size_t>(FARTHEST, records.size()); --column > 0;) {
+    for (std::size_t column = std::min(MOST_NEXT, records.size()); --column > 0;) {
         int diagonal = 0;  // what the next row was worth in the column behind this one
         for (std::size_t row = worth.size() - 1; row-- > 0;) {
             const Expected& expected = *(next + static_cast<std::ptrdiff_t>(row));
