@@ -112,12 +112,9 @@ SipStack::~SipStack()
 
 void SipStack::perform(const std::function<void()>& request)
 {
-    std::promise<void> done;
-    post([&request, &done] {
-        request();
-        done.set_value();
-    });
-    done.get_future().wait();
+    std::packaged_task<void()> task(request);
+    post([&task] { task(); });
+    task.get_future().get();
 }
 
 void SipStack::run(const NetworkSettings& settings, const std::function<void(const std::string&)>& started)
@@ -131,7 +128,7 @@ void SipStack::run(const NetworkSettings& settings, const std::function<void(con
     const unsigned patience = static_cast<unsigned>(settings.patience);
     m_nua = nua_create(root, event, reinterpret_cast<nua_magic_t*>(this), NUTAG_URL(own.c_str()), NUTAG_MEDIA_ENABLE(0),
                        NUTAG_AUTOANSWER(0), NUTAG_AUTOALERT(0), NUTAG_SESSION_TIMER(0),
-                       NUTAG_ALLOW("INVITE, ACK, BYE, CANCEL, OPTIONS"), NUTAG_SUPPORTED(RECORD_AWARE),
+                       SIPTAG_ALLOW_STR("INVITE, ACK, BYE, CANCEL, OPTIONS"), SIPTAG_SUPPORTED_STR(RECORD_AWARE),
                        NUTAG_USER_AGENT("deskphone"), NTATAG_UDP_MTU(LARGEST_MESSAGE), NTATAG_MAXSIZE(LARGEST_TAKEN),
                        NTATAG_SIP_T1X64(patience * 1000), TAG_END());
     if (m_nua == nullptr) {

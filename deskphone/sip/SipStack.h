@@ -73,7 +73,8 @@ public:
     SipStack(const SipStack&) = delete;
     SipStack& operator=(const SipStack&) = delete;
 
-    /// For any thread: has this done on the SIP thread. The first returns at once, the second when it is done.
+    /// For any thread: has this done on the SIP thread. The first returns at once, the second when it is done,
+    /// with what it throws.
     void post(std::function<void()> request) { m_requests.put(std::move(request)); }
     void perform(const std::function<void()>& request);
 

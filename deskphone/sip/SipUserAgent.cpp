@@ -8,6 +8,7 @@
 #include <random>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "communicationsServiceTexts.h"
@@ -205,7 +206,7 @@ std::string SipUserAgent::place() const
 }
 
 std::string SipUserAgent::dial(const std::string& line, const std::string& uri, int& call)
-{
+try {
     std::string wrong;
     m_stack.perform([&] {
         if (SipUri far; !readUri(uri, far)) {
@@ -225,6 +226,8 @@ std::string SipUserAgent::dial(const std::string& line, const std::string& uri, 
         }
     });
     return wrong;
+} catch (const std::system_error& failure) {
+    return failure.what();
 }
 
 PhoneCall* SipUserAgent::find(int call)
@@ -401,11 +404,15 @@ void SipUserAgent::beginRecording(int session, int call, const std::string& addr
     nua_handle_t* const handle =
         nua_handle(m_stack.agent(), nullptr, NUTAG_URL(recorder.c_str()), SIPTAG_TO_STR(('<' + recorder + '>').c_str()),
                    SIPTAG_FROM_STR(('<' + parties.line + '>').c_str()), TAG_END());
-    auto& recording = m_recordings[number] =
-        std::make_unique<Recording>(Recording::Numbers{session, call, number}, handle, m_media, m_stack, *this);
-    introduce(*recording, parties.line);
-    recording->attach({recorded->identity(), {parties.line, parties.farEnd}, recorded->begin(), std::time(nullptr)},
-                      recorded->codec(), recorded->isHeld());
+    try {
+        auto& recording = m_recordings[number] =
+            std::make_unique<Recording>(Recording::Numbers{session, call, number}, handle, m_media, m_stack, *this);
+        introduce(*recording, parties.line);
+        recording->attach({recorded->identity(), {parties.line, parties.farEnd}, recorded->begin(), std::time(nullptr)},
+                          recorded->codec(), recorded->isHeld());
+    } catch (const std::system_error& failure) {
+        refuse(503, failure.what());
+    }
 }
 
 void SipUserAgent::detach(int session)
@@ -468,7 +475,7 @@ void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent
         }
     } else if (event.kind == nua_i_invite) {
         comesIn(handle, event);
-    } else if (handle != nullptr && event.kind == nua_i_terminated) {
+    } else if (handle != nullptr && (event.kind == nua_i_terminated || event.kind == nua_i_options)) {
         nua_handle_destroy(handle);
     }
 }
@@ -501,10 +508,14 @@ void SipUserAgent::comesIn(nua_handle_t* handle, const SipEvent& event)
     const std::string farEnd = harmless(from == nullptr ? "" : from);
     su_home_deinit(home);
     const int number = ++m_lastCall;
-    auto& call = m_calls[number] = std::make_unique<PhoneCall>(
-        number, handle, PhoneCall::Parties{account->uri, farEnd, true}, m_media, m_stack.address(), *this);
-    if (call->receive(event)) {
-        tell(number, "rings on " + account->uri + ", from " + farEnd);
+    try {
+        auto& call = m_calls[number] = std::make_unique<PhoneCall>(
+            number, handle, PhoneCall::Parties{account->uri, farEnd, true}, m_media, m_stack.address(), *this);
+        if (call->receive(event)) {
+            tell(number, "rings on " + account->uri + ", from " + farEnd);
+        }
+    } catch (const std::system_error& failure) {
+        tell(number, std::string("cannot come in: ") + failure.what());
     }
 }
 

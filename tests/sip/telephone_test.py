@@ -3,6 +3,7 @@
 import contextlib
 import os
 import pathlib
+import resource
 import select
 import signal
 import socket
@@ -294,6 +295,22 @@ class TelephoneTest(unittest.TestCase):
                 changes = [codec for at, codec in enumerate(codecs) if codecs[at - 1 : at] != [codec]]
                 self.assertEqual(changes, [8, 0, 8] if verdict == "200 OK" else [8])
 
+    def test_without_descriptors_what_is_new_fails_and_the_call_goes_on(self):
+        telephone = self.telephone(recorder="sip:recorder@127.0.0.1:9", accounts=(LINE, "sip:recorder@office"))
+        taken = sorted(int(one.name) for one in pathlib.Path(f"/proc/{telephone.pid}/fd").iterdir())
+        free = sorted(set(range(len(taken) + 2)) - set(taken))
+        # One more is left: enough for the call, too few for its recording.
+        resource.prlimit(telephone.pid, resource.RLIMIT_NOFILE, (free[0] + 1, free[0] + 1))
+        far_end = self.call(telephone)
+        telephone.wait_for(r"a port for sound: Too many open files")
+        telephone.wait_for(r"LMSEventErrorStatus 1 503")
+        words = {"offer": sdp(self.ear.port), "type": "application/sdp", "require": "Subject: a call", "status": 480}
+        refused = self.enter(Sipp(self.folder, "refused-client", telephone.port, **words))
+        self.assertEqual(refused.result(), 0, refused.errors())
+        self.hang_up(telephone, far_end)
+        self.assertEqual(telephone.finish(), 0)
+        self.assertIn("call 2 cannot come in", telephone.story())
+
     def test_an_account_registers_with_its_password_and_no_other(self):
         passwords = self.folder / "passwords"
         passwords.write_text(f'# the office\n{LINE} "open sesame"\n')
@@ -313,6 +330,9 @@ class TelephoneTest(unittest.TestCase):
         recorder = self.party("answering-party", answer=taken, changed=taken)
         telephone = self.telephone(mode="manual", recorder=recorder.uri)
         far_end = self.call(telephone)
+        # The library would say, and take, more than this telephone can.
+        far_end.wait_for_log("Allow: INVITE, ACK, BYE, CANCEL, OPTIONS\n")
+        far_end.wait_for_log("Supported: record-aware\n")
         for told in ("on", "off"):
             telephone.say("key")
             far_end.wait_for_log(f"a=record:{told}")
