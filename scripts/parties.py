@@ -111,13 +111,17 @@ class Party:
 
 class Recorder(Party):
     def __init__(self, folder, *options, port=0):
-        super().__init__(PROGRAMS / "recorder", "--listen", f"127.0.0.1:{port}", "--folder", folder, *options)
+        # A file that must not grow fails as on a full disk: Python ignores the signal for it, and so does what it starts.
+        super().__init__(PROGRAMS / "recorder", "--listen", f"127.0.0.1:{port}", "--folder", folder, *options, restore_signals=False)
         self.port = int(self.wait_for(r"listening on sip:127\.0\.0\.1:(\d+)")[1])
         self.uri = f"sip:recorder@127.0.0.1:{self.port}"
 
+    def kill(self):
+        return super().stop(signal.SIGKILL)
+
     def stop(self, how=signal.SIGTERM):
         status = super().stop(how)
-        assert status == 0, f"recorder ended with {status}:\n{self.story()}"
+        assert status in (0, -signal.SIGKILL), f"recorder ended with {status}:\n{self.story()}"
         return status
 
 
@@ -131,9 +135,9 @@ def udp_ports(process):
 
 
 class Baresip(Party):
-    """A far end that answers every call, says a tone and keeps what it hears."""
+    """A far end that answers every call, or dials a URI, says a tone and keeps what it hears."""
 
-    def __init__(self, folder, tone, user="bob", address="127.0.0.1", codecs="PCMA,PCMU", answers=True):
+    def __init__(self, folder, tone, user="bob", address="127.0.0.1", codecs="PCMA,PCMU", answers=True, dials=None):
         self.folder = pathlib.Path(folder)
         self.folder.mkdir(parents=True, exist_ok=True)
         modules = "".join(f"module {name}.so\n" for name in ("g711", "account", "aufile", "sndfile"))
@@ -147,7 +151,8 @@ class Baresip(Party):
         (self.folder / "accounts").write_text(
             f"<sip:{user}@{address}>;regint=0;answermode={mode};audio_codecs={codecs}\n"
         )
-        super().__init__("baresip", "-f", self.folder, "-n", address, silent_input=True)
+        dialling = ["-e", f"/dial {dials}"] if dials else []
+        super().__init__("baresip", "-f", self.folder, "-n", address, *dialling, silent_input=True)
         self.wait_for("baresip is ready")
         (self.port,) = udp_ports(self.pid)
         self.uri = f"sip:{user}@{address}:{self.port}"

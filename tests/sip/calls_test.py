@@ -2,6 +2,8 @@
 
 import pathlib
 import re
+import resource
+import signal
 import tempfile
 import time
 import unittest
@@ -142,6 +144,48 @@ class CallTest(unittest.TestCase):
         talk(0.3)
         self.hang_up(4)
         self.assert_sides(self.recorded()[0])
+
+    def test_a_call_that_comes_in_is_recorded(self):
+        self.enter(Baresip(self.folder / "carol", 700, user="carol", dials=f"sip:100@127.0.0.1:{self.phone.port}"))
+        self.say("answer 1")
+        self.await_command("LMSEventStreaming")
+        talk(0.4)
+        self.hang_up()
+        self.assert_sides(self.recorded()[0], far=700)
+
+    def test_a_recorder_that_is_killed_in_mid_call_and_comes_back_records_the_rest(self):
+        self.call()
+        talk(0.2)
+        self.assertEqual(self.recorder.kill(), -signal.SIGKILL)
+        self.await_command("LMSEventErrorStatus", 1, 503)
+        self.recorder = self.enter(Recorder(self.folder / "later", port=self.recorder.port))
+        self.say("setRecordingModeConfig manual", "key")
+        self.await_command("deactivateRecording")
+        self.say("key")
+        self.await_command("LMSEventStreaming")
+        talk(0.3)
+        self.hang_up()
+        self.assert_sides(self.recorded()[0])
+
+    def test_a_full_disk_ends_the_recording_and_not_the_call(self):
+        resource.prlimit(self.recorder.pid, resource.RLIMIT_FSIZE, (50000, 50000))
+        self.call()
+        self.await_command("LMSEventErrorStatus", 1, 503)
+        self.recorder.wait_for("the recording cannot be written")
+        self.hang_up()
+        (recording,) = (self.folder / "recordings").glob("*.wav")
+        self.assert_sides(Recording(recording))
+
+    def test_calls_at_once_are_recorded_side_by_side(self):
+        other = self.enter(Baresip(self.folder / "carol", 700, user="carol"))
+        for line, far_end in (LINE, self.far_end), (OTHER_LINE, other):
+            self.say(f"dial {line} {far_end.uri}")
+            self.await_command("LMSEventStreaming")
+        talk(0.4)
+        self.hang_up(2)
+        self.hang_up(1)
+        for session, far in (2, 700), (1, FAR):
+            self.assert_sides(self.recorded(session)[0], far=far)
 
     def test_two_calls_at_once_do_not_mix(self):
         other = self.enter(Baresip(self.folder / "carol", 700, user="carol", codecs="PCMU"))
