@@ -135,7 +135,7 @@ bool Calls::perform(const Given& command, Telephone& telephone, const PlayAll& p
     }
     if (name == "dial") {
         int call = 0;
-        checkLine(words[1]);
+        checkLine(words);
         check(words, m_agent->dial(words[1], words[2], call));
     } else if (name == "answer") {
         answer(numberOf(words[1]), playAll);
@@ -147,7 +147,7 @@ bool Calls::perform(const Given& command, Telephone& telephone, const PlayAll& p
         check(words, m_agent->resume(numberOf(words[1])));
     } else if (name == "select") {
         std::string farEnd;
-        checkLine(words[1]);
+        checkLine(words);
         const int call = m_agent->callOn(words[1], farEnd);
         cause({"setLineStatus", words[1], LINE_SELECTED, std::to_string(call), farEnd});
     } else if (name == "key") {
@@ -158,10 +158,10 @@ bool Calls::perform(const Given& command, Telephone& telephone, const PlayAll& p
     return true;
 }
 
-void Calls::checkLine(const std::string& line) const
+void Calls::checkLine(const Words& words) const
 {
-    if (std::find(m_settings.accounts.begin(), m_settings.accounts.end(), line) == m_settings.accounts.end()) {
-        throw Mistake(quoted(line) + " is no line; expected one of the accounts");
+    if (std::find(m_settings.accounts.begin(), m_settings.accounts.end(), words[1]) == m_settings.accounts.end()) {
+        throw Mistake(words[0] + ": " + quoted(words[1]) + " is no line; expected one of the accounts");
     }
 }
 

@@ -54,7 +54,7 @@ private:
     void await(const Words& words, const PlayAll& playAll);
     void answer(int call, const PlayAll& playAll);
     void pressKey(Telephone& telephone);
-    void checkLine(const std::string& line) const;
+    void checkLine(const Words& words) const;
     void cause(Words command);
 
     void wait(int descriptor, Clock::duration longest) const;
