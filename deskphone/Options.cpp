@@ -67,7 +67,7 @@ struct Apart {
 const std::vector<Apart> apart{
     {{"--json", "--ladder", "--statechart", "--coverage"}, {"--json", "--ladder", "--statechart", "--coverage"}},
     {{"--check", "--accept", "--explore", "--random", "--order"},
-     {"--check", "--accept", "--explore", "--random", "--order", "--coverage", "--from-log", "--sip"}},
+     {"--check", "--accept", "--order", "--coverage", "--from-log", "--sip"}},
     {{"--check", "--accept", "--explore", "--random"},
      {"--ladder", "--statechart", "--chart", "--save", "--log-file", "--line", "--steps", "--only"}},
     {{"--explore", "--random"}, {"--json"}},
@@ -233,7 +233,8 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
         ->description(
             "Play all orders of events in which the commands between at-once and end can come, with few preemptions, "
             "and tell what they lead to");
-    app.add_option("--random", orders.count, "Play so many random ones instead")->type_name("COUNT");
+    app.add_option("--random", orders.count, "Play so many random ones of them instead, with --explore or without")
+        ->type_name("COUNT");
     app.add_option("--order", orders.code, "Play the SCENARIOs in this order of events, which was found before")
         ->type_name("CODE");
     app.add_option("--preemptions", orders.preemptions, "How often at most a thread that could go on has to wait")
@@ -268,10 +269,10 @@ bool readOptions(int argc, char** argv, Options& options, int& status)
                    : given("--coverage")   ? Form::COVERAGE
                                            : Form::TEXT;
     options.proof = given("--check") ? Proof::CHECK : given("--accept") ? Proof::ACCEPT : Proof::NONE;
-    orders.which = given("--explore")  ? Orders::ALL
-                   : given("--random") ? Orders::RANDOM
-                   : given("--order")  ? Orders::ONE
-                                       : Orders::ANY;
+    orders.which = given("--random")    ? Orders::RANDOM
+                   : given("--explore") ? Orders::ALL
+                   : given("--order")   ? Orders::ONE
+                                        : Orders::ANY;
     if (!steps.empty() && !readSteps(steps, options.selection)) {
         throw std::runtime_error("--steps: expected A-B, the numbers of the first and the last step, not " + steps);
     }

@@ -84,6 +84,19 @@ TEST(Explore, PlaysAnOrderAgainInAnyForm)
     }
 }
 
+TEST(Explore, DrewTheOrderInThePage)
+{
+    const std::string page = contentOf(SCENARIOS.parent_path() / "docs" / "orders.md");
+    const std::regex story("\n((    .*\n)+    at-once\n(    .*\n)+)");
+    std::smatch found;
+    ASSERT_TRUE(std::regex_search(page, found, story));
+    const TemporaryFile file(std::regex_replace(found[1].str(), std::regex("(^|\n)    "), "$1"));
+    const Played run = deskphone("--order 80:4 --ladder --steps 4-5 " + file.name(), "", "COLUMNS=100 ");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(page, HasSubstr("\n    deskphone --order 80:4 --ladder"));
+    EXPECT_THAT(page, HasSubstr("<!-- picture: order -->\n```text\n" + run.output + "```\n<!-- end of picture -->\n"));
+}
+
 TEST(Explore, WritesTheLogOfTheOrderThatIsShown)
 {
     const TemporaryFile file(std::regex_replace(TWO_WAYS, std::regex("log 0"), "log 5"));
@@ -122,7 +135,7 @@ TEST(Explore, PlaysRandomOrdersFromASeed)
     const std::string run = random("--seed 3");
     EXPECT_THAT(run, StartsWith("200 random orders with up to 2 preemptions, "));
     EXPECT_THAT(run, HasSubstr("\n2 outcomes, "));
-    EXPECT_EQ(withoutTime(random("--seed 3 --jobs 1")), withoutTime(run));
+    EXPECT_EQ(withoutTime(random("--explore --seed 3 --jobs 1")), withoutTime(run));
     EXPECT_NE(withoutTime(random("--seed 1003")), withoutTime(run));
 }
 
@@ -170,7 +183,7 @@ TEST(Explore, RefusesWhatItCannotPlay)
     const std::vector<std::pair<std::string, std::string>> mistakes = {
         {"--explore --json", "--explore does not go with --json"},
         {"--explore --order usual", "--explore does not go with --order"},
-        {"--random 10 --check", "--check does not go with --random"},
+        {"--random 10 --check", "--random does not go with --check"},
         {"--order usual --from-log LOG", "--order does not go with --from-log"},
         {"--order 5:", "not 5:"},
         {"--order 5:1,4:1", "not 5:1,4:1"},
