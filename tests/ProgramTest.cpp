@@ -113,6 +113,16 @@ TEST(Program, LoadsThePlugInThatIsNamed)
     EXPECT_THAT(run.output, HasSubstr("{\"step\":1,\"result\":\"disabled\"}"));
 }
 
+TEST(Program, ReplaysItsOwnLogOfOneCommandAmongTheLinesOfOthers)
+{
+    const TemporaryFile log;
+    deskphone("--log 6 --log-file " + log.name(), "start\n");
+    const TemporaryFile mixed("Nov 23 10:00:00 phone kernel: link is up\n" + log.content());
+    const Played replay = deskphone("--from-log " + mixed.name());
+    EXPECT_EQ(replay.status, 0);
+    EXPECT_EQ(replay.errors, "1 command; the replay logs the same\n");
+}
+
 /// The plug-in with other words, as long as the ones that they replace, in its log.
 std::string plugInThatLogs(const std::string& words, const std::string& insteadOf)
 {
