@@ -24,7 +24,7 @@ constexpr std::size_t PROGRESS_EVERY = 64;  // of these
 constexpr std::size_t LONGEST_GAP = 128;    // between a component's name and its text
 constexpr std::size_t LENGTH_OF_SHAPE = 8;  // of the beginnings that are compared
 constexpr std::size_t MOST_ENDS = 64;       // that are told apart
-constexpr std::size_t MOST_MIXED = 16;      // records that may stand between the lines of one
+constexpr std::size_t MOST_MIXED = 64;      // records that may stand between the lines of one
 
 constexpr std::size_t NOWHERE = std::string_view::npos;
 constexpr char QUOTE = '\x01';
@@ -293,9 +293,9 @@ void FieldRecords::pass()
     m_next.pop_front();
     read();
     // What is left of another process is followed once that starts anew.
-    while (!m_others.empty() && !m_next.empty() && m_others.count(processOf(m_next.front().beginning)) != 0) {
+    while (!m_others.empty() && !m_next.empty() && m_others.count(m_next.front().process) != 0) {
         if (m_next.front().is("init()")) {
-            m_others.erase(processOf(m_next.front().beginning));
+            m_others.erase(m_next.front().process);
         } else {
             noteOther(m_next.front());
             m_next.pop_front();
@@ -376,7 +376,8 @@ void FieldRecords::add(const std::string& line)
         m_countsFromThere = m_countsFromThere && found->text->format != "init()";
         std::string_view text = std::string_view(plain).substr(found->begin);
         text = text.substr(0, isJson(line) ? text.find(QUOTE) : NOWHERE);
-        m_next.push_back({m_line, found->text, cleaned(text), plain.substr(0, found->component), line.size(),
+        const std::string beginning = plain.substr(0, found->component);
+        m_next.push_back({m_line, found->text, cleaned(text), beginning, processOf(beginning), line.size(),
                           isCutLength(line.size())});
         m_bytes += line.size();
         dropOthers();
@@ -389,17 +390,16 @@ void FieldRecords::add(const std::string& line)
 /// While the process logs that the next record is of, others' records are passed over.
 void FieldRecords::dropOthers()
 {
-    const std::string process = processOf(m_next.front().beginning);
-    if (process.empty() || processOf(m_next.back().beginning) != process) {
+    const std::string& process = m_next.front().process;
+    if (process.empty() || m_next.back().process != process) {
         return;
     }
     FieldRecord last = std::move(m_next.back());
     const auto isOther = [&process](const FieldRecord& record) {
-        const std::string other = processOf(record.beginning);
-        return !other.empty() && other != process;
+        return !record.process.empty() && record.process != process;
     };
     for (m_next.pop_back(); !m_next.empty() && isOther(m_next.back()); m_next.pop_back()) {
-        m_others.insert(processOf(m_next.back().beginning));
+        m_others.insert(m_next.back().process);
         noteOther(m_next.back());
     }
     m_next.push_back(std::move(last));
@@ -414,8 +414,8 @@ bool FieldRecords::continueRecord(const std::string& line)
     // Records of other threads and processes may have come in between.
     const auto farthest = m_next.rbegin() + static_cast<std::ptrdiff_t>(std::min(m_next.size(), MOST_MIXED));
     const auto record = std::find_if(m_next.rbegin(), farthest, [&](const FieldRecord& before) {
-        const std::string other = processOf(before.beginning);
-        return (entry == NOWHERE || before.is(MACHINE_LIST)) && (other.empty() || process.empty() || other == process);
+        return (entry == NOWHERE || before.is(MACHINE_LIST)) &&
+               (before.process.empty() || process.empty() || before.process == process);
     });
     if (record == farthest) {
         return false;

@@ -19,6 +19,7 @@ struct FieldRecord {
     const LogText* kind;    // what it was recognised by
     std::string text;       // with the lines behind it that may belong to it
     std::string beginning;  // of its line, up to the component
+    std::string process;    // as far as the beginning tells it
     std::size_t length;     // of what the log has of it
     bool cut;               // one of its lines is as long as a line can be in many logs
     /// Made when it is compared first; 0: not yet.
