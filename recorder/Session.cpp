@@ -83,17 +83,18 @@ void Session::follow(const Body& body, const std::string& client)
     }
     // What arrived before the change falls under what was agreed before.
     receiveAll();
-    if (m_file == nullptr) {
-        m_file = std::make_unique<StereoFile>(m_path + ".wav");
-        tell("records " + m_path + ".wav");
-    }
-    saveMetadata(body.metadata);
     const std::string nearLabel = labelOf(body.metadata, client);
     m_streams.resize(offered.size());
     for (std::size_t i = 0; i < offered.size(); ++i) {
         m_streams[i].offered = offered[i];
         open(m_streams[i], nearLabel);
     }
+    // Only now, so that a session for which there are no ports leaves no files.
+    if (m_file == nullptr) {
+        m_file = std::make_unique<StereoFile>(m_path + ".wav");
+        tell("records " + m_path + ".wav");
+    }
+    saveMetadata(body.metadata);
     agree();
 }
 

@@ -1,13 +1,15 @@
 """The recorder alone: SIPp is the recording client, and the packets come from here."""
 
 import audioop
+import os
 import pathlib
+import resource
 import struct
 import tempfile
 import unittest
 
 from clients import METADATA, Sipp, Speaker, speak
-from parties import Recorder
+from parties import PROGRAMS, Recorder
 from sound import Recording
 
 NEAR, FAR = 440, 1200  # Hz
@@ -210,6 +212,17 @@ class RecorderTest(unittest.TestCase):
         self.recorder.wait_for("is cancelled")
         self.assertEqual(client.result(), 0, client.errors())
         self.assertEqual(self.client("asking-client", "").result(), 0)
+        self.assertEqual(list((self.folder / "recordings").iterdir()), [])
+
+    @unittest.skipIf(b"__ubsan_" in (PROGRAMS / "recorder").read_bytes(), "the sanitizer needs descriptors of its own")
+    def test_a_session_that_gets_no_ports_leaves_no_files(self):
+        taken = {int(number) for number in os.listdir(f"/proc/{self.recorder.pid}/fd")}
+        free = min(set(range(len(taken) + 1)) - taken)
+        # One is left: enough for one stream or a file.
+        resource.prlimit(self.recorder.pid, resource.RLIMIT_NOFILE, (free + 1, free + 1))
+        client = self.client("refused-client", sdp([self.speaker(NEAR), self.speaker(FAR)]), status=500)
+        self.assertEqual(client.result(), 0, client.errors())
+        self.recorder.wait_for("Too many open files")
         self.assertEqual(list((self.folder / "recordings").iterdir()), [])
 
     def test_the_end_of_the_recorder_ends_its_sessions(self):
