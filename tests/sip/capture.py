@@ -31,6 +31,7 @@ class Capture:
 
     def __exit__(self, *_):
         self._tshark.stop(signal.SIGINT)
+        self.dropped = sum(int(count) for count in re.findall(r"(\d+) packets? dropped", self._tshark.story()))
 
     def dissect_sip(self, ports):
         for port in ports:
