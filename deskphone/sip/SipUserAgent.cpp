@@ -6,13 +6,11 @@
 #include <algorithm>
 #include <ctime>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include "communicationsServiceTexts.h"
-#include "scenario/WholeFile.h"
 #include "scenario/Words.h"
 
 namespace deskphone {
@@ -20,29 +18,7 @@ namespace deskphone {
 namespace {
 
 constexpr std::size_t MOST_CALLS = 200;
-constexpr std::size_t LONGEST_URI = 256;
 constexpr std::chrono::milliseconds INDICATION_DELAY{50};
-
-/// A SIP URI with a host, taken apart.
-struct SipUri {
-    std::string user;
-    std::string host;
-};
-
-bool readUri(const std::string& text, SipUri& uri)
-{
-    const bool isPlain = text.size() <= LONGEST_URI && std::all_of(text.begin(), text.end(), [](char c) {
-                             return c > ' ' && c < '\x7f' && c != '<' && c != '>' && c != '"' && c != '?';
-                         });
-    su_home_t home[1] = {SU_HOME_INIT(home)};
-    const url_t* const url = isPlain ? url_make(home, text.c_str()) : nullptr;
-    const bool isSip = url != nullptr && url->url_type == url_sip && url->url_host != nullptr && *url->url_host != '\0';
-    if (isSip) {
-        uri = {url->url_user == nullptr ? "" : url->url_user, url->url_host};
-    }
-    su_home_deinit(home);
-    return isSip;
-}
 
 std::string timeOfDay()
 {
@@ -83,35 +59,17 @@ void eraseFrom(Map& dialogs, const Dialog* dialog)
     }
 }
 
-/// By account; none where there is no file. Throws std::runtime_error.
-std::map<std::string, std::string> readPasswords(const std::string& file)
-{
-    std::map<std::string, std::string> passwords;
-    std::istringstream content(file.empty() ? "" : readFile(file));
-    int number = 0;
-    for (std::string line; std::getline(content, line);) {
-        ++number;
-        Words words;
-        try {
-            words = splitLine(line);
-        } catch (const Mistake&) {
-            words = {""};
-        }
-        if (!words.empty() && words.size() != 2) {
-            throw std::runtime_error(file + ':' + std::to_string(number) + ": expected SIP-URI PASSWORD");
-        }
-        if (!words.empty()) {
-            passwords[words[0]] = words[1];
-        }
-    }
-    return passwords;
-}
-
 NetworkSettings checked(const NetworkSettings& settings)
 {
     in_addr address{};
     if (::inet_pton(AF_INET, settings.address.c_str(), &address) != 1) {
         throw std::runtime_error("--sip " + settings.address + ": expected an IPv4 address of this machine");
+    }
+    for (const auto& [option, text] :
+         {std::pair("--registrar ", settings.registrar), std::pair("--recorder ", settings.recorder)}) {
+        if (SipUri uri; !text.empty() && !readUri(text, uri)) {
+            throw std::runtime_error(option + text + ": expected a SIP URI as sip:USER@HOST");
+        }
     }
     return settings;
 }
@@ -127,6 +85,7 @@ SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenin
     : m_settings(checked(settings)),
       m_happenings(happenings),
       m_voice(settings.voice),
+      m_accounts(settings),
       m_stack(settings,
               [this](nua_handle_t* handle, Dialog* dialog, const SipEvent& event) { happened(handle, dialog, event); }),
       m_media(m_voice, {[this](int recording) {
@@ -140,36 +99,14 @@ SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenin
                             });
                         }})
 {
-    std::string wrong;
-    const auto passwords = readPasswords(settings.passwords);
-    m_stack.perform([&] {
-        for (const std::string& account : m_settings.accounts) {
-            if (SipUri uri; readUri(account, uri) && !uri.user.empty()) {
-                const auto password = passwords.find(account);
-                m_accounts.push_back(
-                    {account, uri.user, uri.host, password == passwords.end() ? "" : password->second});
-            } else {
-                wrong = "--account " + account;
-            }
-        }
-        for (const auto& [option, text] :
-             {std::pair("--registrar ", settings.registrar), std::pair("--recorder ", settings.recorder)}) {
-            if (SipUri uri; !text.empty() && !readUri(text, uri)) {
-                wrong = option + text;
-            }
-        }
-        if (wrong.empty() && !settings.registrar.empty()) {
-            registerAccounts();
-        }
-    });
-    if (!wrong.empty()) {
-        throw std::runtime_error(wrong + ": expected a SIP URI as sip:USER@HOST");
+    if (!m_settings.registrar.empty()) {
+        m_stack.perform([this] { registerAccounts(); });
     }
 }
 
 void SipUserAgent::registerAccounts()
 {
-    for (const Account& account : m_accounts) {
+    for (const Account& account : m_accounts.all()) {
         const std::string name = '<' + account.uri + '>';
         nua_handle_t* const handle =
             nua_handle(m_stack.agent(), nullptr, SIPTAG_TO_STR(name.c_str()), SIPTAG_FROM_STR(name.c_str()), TAG_END());
@@ -183,10 +120,8 @@ void SipUserAgent::registerAccounts()
 /// Lets the dialog answer challenges in the name of the line.
 void SipUserAgent::introduce(Dialog& dialog, const std::string& line) const
 {
-    for (const Account& account : m_accounts) {
-        if (account.uri == line) {
-            dialog.knowAs(account.user, account.password);
-        }
+    if (const Account* const account = m_accounts.find(line)) {
+        dialog.knowAs(account->user, account->password);
     }
 }
 
@@ -480,24 +415,9 @@ void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent
     }
 }
 
-/// The account that the call is for: by its name, and its host where there are several of that name.
-const SipUserAgent::Account* SipUserAgent::accountFor(const sip_t& message) const
-{
-    const url_t* const asked = message.sip_request->rq_url;
-    const std::string user = asked->url_user == nullptr ? "" : asked->url_user;
-    const char* const to = message.sip_to->a_url->url_host;
-    const Account* best = nullptr;
-    for (const Account& account : m_accounts) {
-        if (account.user == user && (best == nullptr || (to != nullptr && account.host == to))) {
-            best = &account;
-        }
-    }
-    return best;
-}
-
 void SipUserAgent::comesIn(nua_handle_t* handle, const SipEvent& event)
 {
-    const Account* const account = accountFor(*event.message);
+    const Account* const account = m_accounts.calledBy(*event.message);
     if (m_isLeaving || account == nullptr || m_calls.size() >= MOST_CALLS) {
         account == nullptr ? nua_respond(handle, SIP_404_NOT_FOUND, TAG_END())
                            : nua_respond(handle, SIP_486_BUSY_HERE, TAG_END());

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sip/Accounts.h"
 #include "sip/Media.h"
 #include "sip/PhoneCall.h"
 #include "sip/Recording.h"
@@ -40,13 +41,6 @@ public:
     void showRecordingStatus(int call, const std::string& status) override;
 
 private:
-    struct Account {
-        std::string uri;
-        std::string user;
-        std::string host;
-        std::string password;  // empty: none is known
-    };
-
     void tell(int call, const std::string& what) override;
     void stands(int call, const std::string& why) override;
     void heldChanged(int call, bool held, const std::string& why) override;
@@ -62,7 +56,6 @@ private:
 
     void happened(nua_handle_t* handle, Dialog* dialog, const SipEvent& event);
     void comesIn(nua_handle_t* handle, const SipEvent& event);
-    const Account* accountFor(const sip_t& message) const;
     void introduce(Dialog& dialog, const std::string& line) const;
     void registerAccounts();
     std::string withCall(int call, const std::function<std::string(PhoneCall&)>& use);
@@ -81,7 +74,7 @@ private:
     const NetworkSettings m_settings;
     Happenings& m_happenings;
     const Voice m_voice;
-    std::vector<Account> m_accounts;
+    const Accounts m_accounts;
 
     // The SIP thread's own.
     bool m_isLeaving = false;
