@@ -99,9 +99,12 @@ SipUserAgent::SipUserAgent(const NetworkSettings& settings, Happenings& happenin
                             });
                         }})
 {
-    if (!m_settings.registrar.empty()) {
-        m_stack.perform([this] { registerAccounts(); });
-    }
+    m_stack.perform([this] {
+        m_takesCalls = true;
+        if (!m_settings.registrar.empty()) {
+            registerAccounts();
+        }
+    });
 }
 
 void SipUserAgent::registerAccounts()
@@ -128,7 +131,7 @@ void SipUserAgent::introduce(Dialog& dialog, const std::string& line) const
 SipUserAgent::~SipUserAgent()
 {
     m_stack.perform([this] {
-        m_isLeaving = true;
+        m_takesCalls = false;
         m_recordings.clear();
         m_calls.clear();
         m_registrations.clear();
@@ -237,7 +240,7 @@ bool SipUserAgent::leave()
         for (const auto& call : m_calls) {
             call.second->hangUp();
         }
-        if (!std::exchange(m_isLeaving, true)) {
+        if (std::exchange(m_takesCalls, false)) {
             for (const auto& registration : m_registrations) {
                 registration->end();
             }
@@ -418,7 +421,7 @@ void SipUserAgent::happened(nua_handle_t* handle, Dialog* dialog, const SipEvent
 void SipUserAgent::comesIn(nua_handle_t* handle, const SipEvent& event)
 {
     const Account* const account = m_accounts.calledBy(*event.message);
-    if (m_isLeaving || account == nullptr || m_calls.size() >= MOST_CALLS) {
+    if (!m_takesCalls || account == nullptr || m_calls.size() >= MOST_CALLS) {
         account == nullptr ? nua_respond(handle, SIP_404_NOT_FOUND, TAG_END())
                            : nua_respond(handle, SIP_486_BUSY_HERE, TAG_END());
         return;

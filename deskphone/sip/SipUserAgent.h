@@ -77,7 +77,7 @@ private:
     const Accounts m_accounts;
 
     // The SIP thread's own.
-    bool m_isLeaving = false;
+    bool m_takesCalls = false;  // from when everything here stands until it leaves
     int m_lastCall = 0;
     int m_lastRecording = 0;
     std::vector<std::unique_ptr<Registration>> m_registrations;
